@@ -1,0 +1,29 @@
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+install(TARGETS refcntr EXPORT refcntrTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+install(FILES ${CMAKE_SOURCE_DIR}/refcntr.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/refcntr)
+foreach(folder platform core notify macros general presentation directory)
+  install(DIRECTORY ${CMAKE_SOURCE_DIR}/${folder}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/refcntr/${folder}
+          FILES_MATCHING PATTERN "*.h")
+endforeach()
+get_property(generated_headers GLOBAL PROPERTY REFCNTR_GENERATED_HEADERS)
+foreach(header IN LISTS generated_headers)
+  file(RELATIVE_PATH relative ${REFCNTR_GENERATED_ROOT}/refcntr ${header})
+  get_filename_component(folder ${relative} DIRECTORY)
+  install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/refcntr/${folder})
+endforeach()
+
+install(EXPORT refcntrTargets NAMESPACE refcntr:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/refcntr)
+configure_package_config_file(${CMAKE_SOURCE_DIR}/cmake/refcntrConfig.cmake.in
+  ${CMAKE_BINARY_DIR}/refcntrConfig.cmake
+  INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/refcntr)
+write_basic_package_version_file(${CMAKE_BINARY_DIR}/refcntrConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_BINARY_DIR}/refcntrConfig.cmake ${CMAKE_BINARY_DIR}/refcntrConfigVersion.cmake
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/refcntr)

@@ -1,0 +1,31 @@
+// Reading and writing DICOM files, and conversion between DCMTK's data sets and ours.
+#pragma once
+
+#include <memory>
+
+#include "refcntr/platform/DICOMDataObject.h"
+
+class DcmItem;
+
+namespace refcntr {
+
+enum class TransferSyntax { ExplicitLittle, ExplicitBig, ImplicitLittle };
+
+// Reads a file (with or without a preamble and meta header). The file meta group (0002) is
+// merged into the returned data set; the data set's byte order is the file's (big endian for
+// explicit VR big endian, little otherwise). Throws RuntimeException naming the file and the
+// reason when the file is missing, empty, truncated or not DICOM.
+std::unique_ptr<DICOMDataObject> readDicomFile(const std::string& path);
+
+// Writes the data set as a DICOM file with a meta header built from its group 0002 elements.
+// The file is written to a temporary file beside `path` and renamed into place, so a failure
+// never leaves a partial file. Throws RuntimeException naming the file and the reason.
+void writeDicomFile(const std::string& path, const DICOMDataObject& dataSet, TransferSyntax transferSyntax);
+
+// DCMTK's item (values in native order) as a little-endian data set.
+std::unique_ptr<DICOMDataObject> fromDcmItem(DcmItem& item);
+// Copies every element of the data set, group 0002 and empty elements included, with its VR,
+// into the DCMTK item.
+void toDcmItem(const DICOMDataObject& dataSet, DcmItem& item);
+
+}  // namespace refcntr

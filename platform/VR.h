@@ -1,0 +1,66 @@
+// One encoded data element: tag, VR code, value bytes and the byte order of those bytes.
+#pragma once
+
+#include "refcntr/platform/MAttributeTag.h"
+#include "refcntr/platform/MemoryAllocater.h"
+#include "refcntr/platform/Types.h"
+
+namespace refcntr {
+
+class SequenceVR;
+
+class VR {
+public:
+    // The allocator every element uses unless told otherwise.
+    static MemoryAllocater* const itsDefaultMemoryAllocater;
+    // The byte order of this machine.
+    static const EndianType itsNativeEndian;
+
+    // An element without value and with VR code VRCode::Unknown (the caller or the dictionary types it).
+    VR(UINT16 group, UINT16 element, EndianType endian = LittleEndian,
+       MemoryAllocater* allocater = itsDefaultMemoryAllocater);
+    VR(UINT16 group, UINT16 element, UINT16 vrCode, EndianType endian,
+       MemoryAllocater* allocater = itsDefaultMemoryAllocater);
+    VR(const VR& other);
+    VR& operator=(const VR&) = delete;
+    virtual ~VR();
+
+    // A deep copy (items of a sequence included), owned by the caller.
+    virtual VR* Clone() const;
+    // This element as a sequence element, or null when it is not one.
+    virtual SequenceVR* GetAsSequenceVR();
+    virtual const SequenceVR* GetAsSequenceVR() const;
+
+    const MAttributeTag& GetTag() const { return itsTag; }
+    UINT16 GetGroup() const { return itsTag.GetGroup(); }
+    UINT16 GetElement() const { return itsTag.GetElement(); }
+    void SetTag(const MAttributeTag& tag) { itsTag = tag; }
+
+    UINT16 GetVRCode() const { return itsVRCode; }
+    void SetVRCode(UINT16 vrCode) { itsVRCode = vrCode; }
+
+    EndianType GetEndian() const { return itsEndian; }
+
+    // The value bytes as stored (in GetEndian() order); null when the length is 0.
+    const unsigned char* GetData() const { return itsData; }
+    UINT32 GetLength() const { return itsLength; }
+    // Replaces the value with a copy of `length` bytes (no byte-order conversion).
+    void SetData(const void* bytes, UINT32 length);
+    // Takes over a buffer obtained from this element's allocator.
+    void AdoptData(unsigned char* bytes, UINT32 length);
+
+    // Reverses the bytes of every value, the value width taken from the VR code
+    // (MDDEntry::ValueWidth); a trailing partial value is left as it is. The byte order
+    // recorded in the element does not change.
+    void SwapDataEndian();
+
+private:
+    MAttributeTag itsTag;
+    UINT16 itsVRCode;
+    EndianType itsEndian;
+    MemoryAllocater* itsAllocater;
+    unsigned char* itsData = nullptr;
+    UINT32 itsLength = 0;
+};
+
+}  // namespace refcntr
