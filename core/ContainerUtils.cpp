@@ -133,7 +133,9 @@ unsigned char* ContainerUtils::copyArray(const unsigned char* source, unsigned b
 
 short* ContainerUtils::copyArray(const short* source, unsigned count) { return copyOf(source, count); }
 
-unsigned short* ContainerUtils::copyArray(const unsigned short* source, unsigned count) { return copyOf(source, count); }
+unsigned short* ContainerUtils::copyArray(const unsigned short* source, unsigned count) {
+    return copyOf(source, count);
+}
 
 int* ContainerUtils::copyArray(const int* source, unsigned count) { return copyOf(source, count); }
 
@@ -310,7 +312,8 @@ unsigned ContainerUtils::computeSuggestedReferencedImageSequenceItemIndexSize(
 unsigned ContainerUtils::computeSuggestedSequenceIndexSize(const RWTPtrOrderedVector<DICOMDataObject>& items) {
     unsigned size = 0;
     for (const DICOMDataObject* item : items) {
-        const VR* element = item != nullptr ? item->GetVR(ImageReferenceGroup, ReferencedImageSequenceElement) : nullptr;
+        const VR* element =
+            item != nullptr ? item->GetVR(ImageReferenceGroup, ReferencedImageSequenceElement) : nullptr;
         const SequenceVR* sequence = element != nullptr ? element->GetAsSequenceVR() : nullptr;
         if (sequence != nullptr && sequence->GetNumberOfItems() != 0) {
             size += computeSuggestedReferencedImageSequenceItemIndexSize(sequence->GetSequenceItems());
