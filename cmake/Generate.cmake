@@ -29,11 +29,11 @@ function(refcntr_generate_all)
     list(APPEND headers ${REFCNTR_GENERATED_ROOT}/refcntr/${folder}/${name}.h)
     list(APPEND sources ${REFCNTR_GENERATED_ROOT}/refcntr/${folder}/${name}.cpp)
   endforeach()
-  set(registry ${REFCNTR_GENERATED_ROOT}/refcntr/codegen/ClassRegistry.cpp)
+  set(class_list ${REFCNTR_GENERATED_ROOT}/refcntr/codegen/GeneratedClassList.h)
   set(stamp ${REFCNTR_GENERATED_ROOT}/generate.stamp)
   add_custom_command(
     OUTPUT ${stamp}
-    BYPRODUCTS ${headers} ${sources} ${registry}
+    BYPRODUCTS ${headers} ${sources} ${class_list}
     COMMAND ${Python3_EXECUTABLE} ${REFCNTR_GENERATOR}
             --source-root ${CMAKE_SOURCE_DIR} --output-root ${REFCNTR_GENERATED_ROOT}
             ${schemas}
@@ -43,7 +43,7 @@ function(refcntr_generate_all)
     VERBATIM)
   add_custom_target(refcntr_generated DEPENDS ${stamp})
   add_dependencies(refcntr refcntr_generated)
-  set_source_files_properties(${headers} ${sources} ${registry} PROPERTIES GENERATED TRUE)
-  target_sources(refcntr PRIVATE ${sources} ${registry})
+  set_source_files_properties(${headers} ${sources} ${class_list} PROPERTIES GENERATED TRUE)
+  target_sources(refcntr PRIVATE ${sources})
   set_property(GLOBAL PROPERTY REFCNTR_GENERATED_HEADERS ${headers})
 endfunction()

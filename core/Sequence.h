@@ -11,6 +11,8 @@ namespace refcntr {
 template <class T>
 class Sequence : public SequenceBase {
 public:
+    using ItemType = T;
+
     explicit Sequence(unsigned size) { itsItems.reserve(size); }
     // Deep copy: a copy of each item, added in order; no parent, no listeners.
     Sequence(const Sequence& other);

@@ -42,7 +42,8 @@ public:
     int GetFLOAT(UINT16 group, UINT16 element, FLOAT& value) const;
 
     // Stores the element, replacing one with the same tag; the data set takes ownership.
-    void ReplaceVR(VR* element);
+    // Virtual so that a test can observe the order in which a container writes its elements.
+    virtual void ReplaceVR(VR* element);
     // Stores a private element in the block that `creator` reserves in the element's group,
     // reserving the first free block (writing the creator element) when there is none. The
     // element's own element number supplies the offset (its low byte).

@@ -1,0 +1,116 @@
+#include "refcntr/core/AttributeReader.h"
+
+#include "refcntr/platform/MDDEntry.h"
+
+namespace refcntr {
+namespace attribute {
+
+namespace {
+// The raw value text of an element, for the IS and DS parsers (which need the pad byte).
+const VR* textElement(const DICOMDataObject& data, UINT16 group, UINT16 element) {
+    return data.GetVR(group, element);
+}
+const char* text(const VR& element) {
+    return reinterpret_cast<const char*>(element.GetData());
+}
+}  // namespace
+
+bool readText(const DICOMDataObject& data, UINT16 group, UINT16 element, RWCString& value) {
+    return data.GetString(group, element, value) != 0;
+}
+
+bool readText(const DICOMDataObject& data, const char* creator, UINT8 offset, UINT16 group, RWCString& value) {
+    return data.GetString(creator, offset, value, group) != 0;
+}
+
+bool readTexts(const DICOMDataObject& data, UINT16 group, UINT16 element, RWTValOrderedVector<RWCString>& values) {
+    RWCString whole;
+    if (!data.GetString(group, element, whole)) return false;
+    values.clear();
+    std::size_t separators = 0;
+    for (char c : whole)
+        if (c == '\\') ++separators;
+    values.reserve(separators + 1);
+    std::size_t start = 0;
+    for (std::size_t position; (position = whole.find('\\', start)) != RWCString::npos; start = position + 1)
+        values.push_back(whole.substr(start, position - start));
+    if (start < whole.size()) values.push_back(whole.substr(start));
+    return true;
+}
+
+bool readIS(const DICOMDataObject& data, UINT16 group, UINT16 element, int& value) {
+    const VR* found = textElement(data, group, element);
+    int parsed = 0;
+    if (!found || !ContainerUtils::parseIS(text(*found), found->GetLength(), parsed)) return false;
+    value = parsed;
+    return true;
+}
+
+bool readDS(const DICOMDataObject& data, UINT16 group, UINT16 element, double& value) {
+    const VR* found = textElement(data, group, element);
+    double parsed = 0.0;
+    if (!found || !ContainerUtils::parseDS(text(*found), found->GetLength(), parsed)) return false;
+    value = parsed;
+    return true;
+}
+
+bool readUS(const DICOMDataObject& data, UINT16 group, UINT16 element, UINT16& value) {
+    return data.GetUINT16(group, element, value) != 0;
+}
+
+bool readUS(const DICOMDataObject& data, const char* creator, UINT8 offset, UINT16 group, UINT16& value) {
+    return data.GetUINT16(creator, offset, value, group) != 0;
+}
+
+bool readSS(const DICOMDataObject& data, UINT16 group, UINT16 element, INT16& value) {
+    return data.GetINT16(group, element, value) != 0;
+}
+
+bool readUL(const DICOMDataObject& data, UINT16 group, UINT16 element, UINT32& value) {
+    return data.GetUINT32(group, element, value) != 0;
+}
+
+bool readFL(const DICOMDataObject& data, UINT16 group, UINT16 element, FLOAT& value) {
+    return data.GetFLOAT(group, element, value) != 0;
+}
+
+bool readUSOrSS(const DICOMDataObject& data, UINT16 group, UINT16 element, UINT16& value, RWCString& typeCode) {
+    if (!data.GetUINT16(group, element, value)) return false;
+    typeCode = readTypeCode(data, group, element);
+    return true;
+}
+
+bool readISArray(const DICOMDataObject& data, UINT16 group, UINT16 element, OwnedArray<int>& values) {
+    const VR* found = textElement(data, group, element);
+    if (!found) return false;
+    int* parsed = nullptr;
+    unsigned count = 0;
+    if (!ContainerUtils::parseISToArray(text(*found), found->GetLength(), parsed, count)) return false;
+    values.adopt(parsed, count);
+    return true;
+}
+
+bool readDSArray(const DICOMDataObject& data, UINT16 group, UINT16 element, OwnedArray<double>& values) {
+    const VR* found = textElement(data, group, element);
+    if (!found) return false;
+    double* parsed = nullptr;
+    unsigned count = 0;
+    if (!ContainerUtils::parseDSToArray(text(*found), found->GetLength(), parsed, count)) return false;
+    values.adopt(parsed, count);
+    return true;
+}
+
+RWCString readTypeCode(const DICOMDataObject& data, UINT16 group, UINT16 element) {
+    const VR* found = data.GetVR(group, element);
+    return found ? MDDEntry::UShortToTypeString(found->GetVRCode()) : RWCString();
+}
+
+bool copyRawValues(const DICOMDataObject& data, const VR& element, void* destination, UINT32 length,
+                   unsigned valueWidth) {
+    if (length == 0) return true;
+    if (data.GetEndian() == LittleEndian) return VRAccessLE(element).GetValues(destination, length, valueWidth) != 0;
+    return VRAccessBE(element).GetValues(destination, length, valueWidth) != 0;
+}
+
+}  // namespace attribute
+}  // namespace refcntr

@@ -1,0 +1,98 @@
+// Reading each kind of attribute from a data set. Every function returns true when the
+// attribute was read (the caller then sets its presence bit) and leaves the value at its
+// default otherwise; reading never throws for a missing or unreadable value.
+#pragma once
+
+#include "refcntr/core/ContainerUtils.h"
+#include "refcntr/core/OwnedArray.h"
+#include "refcntr/platform/AETitle.h"
+#include "refcntr/platform/DICOMDataObject.h"
+#include "refcntr/platform/SequenceVR.h"
+#include "refcntr/platform/VRAccess.h"
+
+namespace refcntr {
+namespace attribute {
+
+bool readText(const DICOMDataObject& data, UINT16 group, UINT16 element, RWCString& value);
+bool readText(const DICOMDataObject& data, const char* creator, UINT8 offset, UINT16 group, RWCString& value);
+// Splits at every backslash: inner empty values are kept, an empty last value is not.
+bool readTexts(const DICOMDataObject& data, UINT16 group, UINT16 element, RWTValOrderedVector<RWCString>& values);
+bool readIS(const DICOMDataObject& data, UINT16 group, UINT16 element, int& value);
+bool readDS(const DICOMDataObject& data, UINT16 group, UINT16 element, double& value);
+bool readUS(const DICOMDataObject& data, UINT16 group, UINT16 element, UINT16& value);
+bool readUS(const DICOMDataObject& data, const char* creator, UINT8 offset, UINT16 group, UINT16& value);
+bool readSS(const DICOMDataObject& data, UINT16 group, UINT16 element, INT16& value);
+bool readUL(const DICOMDataObject& data, UINT16 group, UINT16 element, UINT32& value);
+bool readFL(const DICOMDataObject& data, UINT16 group, UINT16 element, FLOAT& value);
+// A US-or-SS value; the type code becomes the VR actually found ("US" or "SS").
+bool readUSOrSS(const DICOMDataObject& data, UINT16 group, UINT16 element, UINT16& value, RWCString& typeCode);
+bool readISArray(const DICOMDataObject& data, UINT16 group, UINT16 element, OwnedArray<int>& values);
+bool readDSArray(const DICOMDataObject& data, UINT16 group, UINT16 element, OwnedArray<double>& values);
+// The VR of the element found, as text ("OB", "OW", "US", ...), or "" when there is none.
+RWCString readTypeCode(const DICOMDataObject& data, UINT16 group, UINT16 element);
+
+// Copies `length` raw value bytes of `element` into `destination` in native order, through the
+// accessor of the data set's byte order.
+bool copyRawValues(const DICOMDataObject& data, const VR& element, void* destination, UINT32 length,
+                   unsigned valueWidth);
+
+// Raw binary values (US, SS, SL, FL, OW, OB, AT ...) copied into native order. The count is the
+// value length divided by the value size (CountUnit::Values) or the value length itself
+// (CountUnit::Bytes); a trailing partial value is ignored.
+template <class T, CountUnit Unit>
+bool readRawArray(const DICOMDataObject& data, const VR* element, OwnedArray<T, Unit>& values) {
+    if (!element) return false;
+    const UINT32 length = element->GetLength();
+    const unsigned count = Unit == CountUnit::Values ? unsigned(length / sizeof(T)) : unsigned(length);
+    T* buffer = count ? new T[OwnedArray<T, Unit>::allocationFor(count)]() : nullptr;
+    const UINT32 bytes = Unit == CountUnit::Values ? UINT32(count * sizeof(T)) : length;
+    if (!copyRawValues(data, *element, buffer, bytes, sizeof(T))) {
+        delete[] buffer;
+        return false;
+    }
+    values.adopt(buffer, count);
+    return true;
+}
+
+template <class T, CountUnit Unit>
+bool readRawArray(const DICOMDataObject& data, UINT16 group, UINT16 element, OwnedArray<T, Unit>& values) {
+    return readRawArray(data, data.GetVR(group, element), values);
+}
+
+template <class T, CountUnit Unit>
+bool readRawArray(const DICOMDataObject& data, const char* creator, UINT8 offset, UINT16 group,
+                  OwnedArray<T, Unit>& values) {
+    return readRawArray(data, data.GetVR(creator, offset, group), values);
+}
+
+// Builds a held sequence from its sequence element: one item per item data set, made by the
+// item class's create. The sequence is present whenever the element exists.
+template <class SequenceType>
+void readSequence(const DICOMDataObject& data, UINT16 group, UINT16 element, SequenceType& sequence) {
+    const VR* found = data.GetVR(group, element);
+    if (!found) return;
+    const SequenceVR* sequenceElement = found->GetAsSequenceVR();
+    if (sequenceElement && sequenceElement->GetNumberOfItems() > 0) {
+        const auto& items = sequenceElement->GetSequenceItems();
+        sequence.resize(unsigned(items.size()));
+        for (const DICOMDataObject* item : items) sequence.addItem(SequenceType::ItemType::create(*item));
+    }
+    sequence.setPresent(1);
+}
+
+// The same for a sequence with an image index, sized ahead from the referenced images.
+template <class SequenceType>
+void readIndexedSequence(const DICOMDataObject& data, UINT16 group, UINT16 element, SequenceType& sequence) {
+    const VR* found = data.GetVR(group, element);
+    if (!found) return;
+    const SequenceVR* sequenceElement = found->GetAsSequenceVR();
+    if (sequenceElement && sequenceElement->GetNumberOfItems() > 0) {
+        const auto& items = sequenceElement->GetSequenceItems();
+        sequence.resize(unsigned(items.size()), ContainerUtils::computeSuggestedSequenceIndexSize(items));
+        for (const DICOMDataObject* item : items) sequence.addItem(SequenceType::ItemType::create(*item));
+    }
+    sequence.setPresent(1);
+}
+
+}  // namespace attribute
+}  // namespace refcntr

@@ -1,0 +1,142 @@
+#include "refcntr/core/AttributeWriter.h"
+
+#include "refcntr/core/ContainerUtils.h"
+#include "refcntr/core/SequenceBase.h"
+#include "refcntr/core/SequenceItem.h"
+#include "refcntr/platform/DataDictionary.h"
+#include "refcntr/platform/Exceptions.h"
+#include "refcntr/platform/MDDEntry.h"
+#include "refcntr/platform/SequenceVR.h"
+
+namespace refcntr {
+namespace attribute {
+
+namespace {
+constexpr char blank = ' ';
+
+void store(DICOMDataObject& data, VR* element) {
+    if (element) data.ReplaceVR(element);
+}
+
+// Puts native-order values into an element and brings them to the element's byte order.
+void fill(VR& element, const void* values, UINT32 byteLength) {
+    element.SetData(values, byteLength);
+    if (element.GetEndian() != VR::itsNativeEndian) element.SwapDataEndian();
+}
+
+void storePrivate(DICOMDataObject& data, const char* creator, VR* element) {
+    if (element) data.ReplaceVR(creator, element);
+}
+}  // namespace
+
+void writeText(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, const RWCString& value) {
+    store(data, factory.InternalGetVR(group, element, value, blank));
+}
+
+void writeText(DICOMDataObject& data, Factory& factory, const char* creator, UINT8 offset, UINT16 group,
+               const RWCString& value) {
+    VR* built = factory.GetPrivateVR(creator, offset, group);
+    RWCString padded = value;
+    if (padded.size() % 2) padded += blank;
+    built->SetData(padded.data(), UINT32(padded.size()));
+    storePrivate(data, creator, built);
+}
+
+void writeTexts(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element,
+                const RWTValOrderedVector<RWCString>& values) {
+    store(data, factory.InternalGetVR(group, element, values, blank));
+}
+
+void writeAETitle(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, const AETitle& value) {
+    store(data, factory.InternalGetVR(group, element, value.Get(), value.GetLength(), blank));
+}
+
+void writeEmpty(DICOMDataObject& data, UINT16 group, UINT16 element) {
+    VR* empty = new VR(group, element, data.GetEndian());
+    InstanceSpecificDataDictionary::TypeVR(*empty);
+    data.ReplaceVR(empty);
+}
+
+void writeIS(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, int value) {
+    writeText(data, factory, group, element, ContainerUtils::INT32ArrayToIS(&value, 1));
+}
+
+void writeDS(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, double value) {
+    writeText(data, factory, group, element, ContainerUtils::doubleArrayToDS(&value, 1));
+}
+
+void writeUS(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, UINT16 value) {
+    store(data, factory.InternalGetVR(group, element, value));
+}
+
+void writeUS(DICOMDataObject& data, Factory& factory, const char* creator, UINT8 offset, UINT16 group,
+             UINT16 value) {
+    VR* built = factory.GetPrivateVR(creator, offset, group);
+    fill(*built, &value, sizeof value);
+    storePrivate(data, creator, built);
+}
+
+void writeSS(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, INT16 value) {
+    store(data, factory.InternalGetVR(group, element, value));
+}
+
+void writeUL(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, UINT32 value) {
+    store(data, factory.InternalGetVR(group, element, value));
+}
+
+void writeFL(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, FLOAT value) {
+    store(data, factory.InternalGetVR(group, element, value));
+}
+
+void writeISArray(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element,
+                  const OwnedArray<int>& values) {
+    writeText(data, factory, group, element, ContainerUtils::INT32ArrayToIS(values.values(), values.count()));
+}
+
+void writeDSArray(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element,
+                  const OwnedArray<double>& values) {
+    writeText(data, factory, group, element, ContainerUtils::doubleArrayToDS(values.values(), values.count()));
+}
+
+void writeBytes(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, const unsigned char* bytes,
+                UINT32 length) {
+    store(data, factory.InternalGetVR(group, element, bytes, length, '\0'));
+}
+
+void writeRawArray(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, const void* values,
+                   UINT32 byteLength) {
+    store(data, factory.InternalGetArrayVR(group, element, values, byteLength));
+}
+
+void writeRawArray(DICOMDataObject& data, Factory& factory, const char* creator, UINT8 offset, UINT16 group,
+                   const void* values, UINT32 byteLength) {
+    VR* built = factory.GetPrivateVR(creator, offset, group);
+    fill(*built, values, byteLength);
+    storePrivate(data, creator, built);
+}
+
+void writeAmbiguousArray(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, const void* values,
+                         UINT32 byteLength, const RWCString& typeCode, const char* keyword, const char* ambiguity) {
+    if (typeCode.empty())
+        throw RuntimeException(RWCString("Unable to create VR for element ") + keyword + " due to ambiguous type (" +
+                               ambiguity + ") and unset member its" + keyword + "ElementActualDataTypeCode");
+    store(data, factory.InternalGetArrayVR(group, element, values, byteLength, MDDEntry::TypeStringToUShort(typeCode)));
+}
+
+void writeSequence(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element,
+                   const SequenceBase& sequence, bool alwaysWritten) {
+    if (!sequence.isPresent() && !alwaysWritten) return;
+    SequenceVR* written = factory.InternalGetSequenceVR(group, element, 0);
+    if (!written) return;
+    for (unsigned i = 0, count = sequence.length(); i < count; ++i) {
+        const SequenceItem* item = sequence.itemAt(i);
+        if (item->isEmpty()) continue;
+        auto* itemData = new DICOMDataObject(data.GetEndian());
+        item->save(*itemData);
+        written->AddSequenceItem(itemData);
+    }
+    data.ReplaceVR(written);
+}
+
+}  // namespace attribute
+}  // namespace refcntr

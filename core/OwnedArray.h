@@ -1,0 +1,81 @@
+// A heap array of numbers owned by its container, with its count.
+#pragma once
+
+#include <cstring>
+
+namespace refcntr {
+
+// How an array attribute counts its length: in values, or in bytes (overlay data, palette
+// data, pixel data and other byte buffers keep their length in bytes).
+enum class CountUnit { Values, Bytes };
+
+template <class T, CountUnit Unit = CountUnit::Values>
+class OwnedArray {
+public:
+    OwnedArray() = default;
+    OwnedArray(const OwnedArray& other) { copyFrom(other); }
+    OwnedArray& operator=(const OwnedArray& other) {
+        if (this != &other) {
+            release();
+            copyFrom(other);
+        }
+        return *this;
+    }
+    ~OwnedArray() { release(); }
+
+    const T* values() const { return itsValues; }
+    unsigned count() const { return itsCount; }
+    // The number of whole values the array holds.
+    unsigned valueCount() const { return Unit == CountUnit::Values ? itsCount : unsigned(itsCount / sizeof(T)); }
+    unsigned byteLength() const { return Unit == CountUnit::Values ? unsigned(itsCount * sizeof(T)) : itsCount; }
+
+    // Takes ownership of an array allocated with new[]. Returns false, and changes nothing,
+    // when it is the array already held.
+    bool adopt(T* values, unsigned count) {
+        if (values == itsValues) return false;
+        release();
+        itsValues = values;
+        itsCount = count;
+        return true;
+    }
+    // Changes one value of the array held; returns false when there is none or the index is
+    // beyond its values (the array never grows).
+    bool setValue(T value, unsigned index) {
+        if (!itsValues || index >= valueCount()) return false;
+        itsValues[index] = value;
+        return true;
+    }
+    // Copies `count` values (or bytes) into a new array.
+    void assignCopy(const T* values, unsigned count) {
+        T* copy = duplicate(values, count);
+        release();
+        itsValues = copy;
+        itsCount = copy ? count : 0;
+    }
+
+    static unsigned allocationFor(unsigned count) {
+        return Unit == CountUnit::Values ? count : unsigned((count + sizeof(T) - 1) / sizeof(T));
+    }
+
+private:
+    static T* duplicate(const T* values, unsigned count) {
+        if (!values || count == 0) return nullptr;
+        T* copy = new T[allocationFor(count)]();
+        std::memcpy(copy, values, Unit == CountUnit::Values ? count * sizeof(T) : count);
+        return copy;
+    }
+    void copyFrom(const OwnedArray& other) {
+        itsValues = duplicate(other.itsValues, other.itsCount);
+        itsCount = other.itsCount;
+    }
+    void release() {
+        delete[] itsValues;
+        itsValues = nullptr;
+        itsCount = 0;
+    }
+
+    T* itsValues = nullptr;
+    unsigned itsCount = 0;
+};
+
+}  // namespace refcntr
