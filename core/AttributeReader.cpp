@@ -38,6 +38,13 @@ bool readTexts(const DICOMDataObject& data, UINT16 group, UINT16 element, RWTVal
     return true;
 }
 
+bool readAETitle(const DICOMDataObject& data, UINT16 group, UINT16 element, AETitle& value) {
+    RWCString title;
+    if (!data.GetString(group, element, title)) return false;
+    value.Set(title.c_str());
+    return true;
+}
+
 bool readIS(const DICOMDataObject& data, UINT16 group, UINT16 element, int& value) {
     const VR* found = textElement(data, group, element);
     int parsed = 0;

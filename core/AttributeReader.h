@@ -17,6 +17,7 @@ bool readText(const DICOMDataObject& data, UINT16 group, UINT16 element, RWCStri
 bool readText(const DICOMDataObject& data, const char* creator, UINT8 offset, UINT16 group, RWCString& value);
 // Splits at every backslash: inner empty values are kept, an empty last value is not.
 bool readTexts(const DICOMDataObject& data, UINT16 group, UINT16 element, RWTValOrderedVector<RWCString>& values);
+bool readAETitle(const DICOMDataObject& data, UINT16 group, UINT16 element, AETitle& value);
 bool readIS(const DICOMDataObject& data, UINT16 group, UINT16 element, int& value);
 bool readDS(const DICOMDataObject& data, UINT16 group, UINT16 element, double& value);
 bool readUS(const DICOMDataObject& data, UINT16 group, UINT16 element, UINT16& value);

@@ -18,12 +18,6 @@ void store(DICOMDataObject& data, VR* element) {
     if (element) data.ReplaceVR(element);
 }
 
-// Puts native-order values into an element and brings them to the element's byte order.
-void fill(VR& element, const void* values, UINT32 byteLength) {
-    element.SetData(values, byteLength);
-    if (element.GetEndian() != VR::itsNativeEndian) element.SwapDataEndian();
-}
-
 void storePrivate(DICOMDataObject& data, const char* creator, VR* element) {
     if (element) data.ReplaceVR(creator, element);
 }
@@ -35,11 +29,7 @@ void writeText(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 ele
 
 void writeText(DICOMDataObject& data, Factory& factory, const char* creator, UINT8 offset, UINT16 group,
                const RWCString& value) {
-    VR* built = factory.GetPrivateVR(creator, offset, group);
-    RWCString padded = value;
-    if (padded.size() % 2) padded += blank;
-    built->SetData(padded.data(), UINT32(padded.size()));
-    storePrivate(data, creator, built);
+    storePrivate(data, creator, factory.GetPrivateVR(creator, offset, group, value, blank));
 }
 
 void writeTexts(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element,
@@ -71,9 +61,7 @@ void writeUS(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 eleme
 
 void writeUS(DICOMDataObject& data, Factory& factory, const char* creator, UINT8 offset, UINT16 group,
              UINT16 value) {
-    VR* built = factory.GetPrivateVR(creator, offset, group);
-    fill(*built, &value, sizeof value);
-    storePrivate(data, creator, built);
+    storePrivate(data, creator, factory.GetPrivateVR(creator, offset, group, value));
 }
 
 void writeSS(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, INT16 value) {
@@ -110,9 +98,7 @@ void writeRawArray(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16
 
 void writeRawArray(DICOMDataObject& data, Factory& factory, const char* creator, UINT8 offset, UINT16 group,
                    const void* values, UINT32 byteLength) {
-    VR* built = factory.GetPrivateVR(creator, offset, group);
-    fill(*built, values, byteLength);
-    storePrivate(data, creator, built);
+    storePrivate(data, creator, factory.GetPrivateArrayVR(creator, offset, group, values, byteLength));
 }
 
 void writeAmbiguousArray(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, const void* values,

@@ -1,0 +1,38 @@
+// A listener that writes down every notification it hears, one line each.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "refcntr/notify/PSChangeListener.h"
+
+namespace refcntr::testing {
+
+class RecordingListener : public PSChangeListener {
+public:
+    void sequenceItemAdded(const RWCString& path, const SequenceBase*, const SequenceItem*,
+                           const ReferencedImageSequence*) override {
+        heard.push_back("sequenceItemAdded " + path);
+    }
+    void sequenceItemRemoved(const RWCString& path, const SequenceBase*, const SequenceItem*,
+                             const ReferencedImageSequence*) override {
+        heard.push_back("sequenceItemRemoved " + path);
+    }
+    void sequenceItemUpdated(const RWCString& path, const SequenceBase*, const SequenceItem*,
+                             const RWCString& elementPath, const ReferencedImageSequence*) override {
+        heard.push_back("sequenceItemUpdated " + path + " " + elementPath);
+    }
+    void sequenceAllItemsRemoved(const RWCString& path, const SequenceBase*, const ReferencedImageSequence*) override {
+        heard.push_back("sequenceAllItemsRemoved " + path);
+    }
+    void sequenceAllItemsAdded(const RWCString& path, const SequenceBase*, const ReferencedImageSequence*) override {
+        heard.push_back("sequenceAllItemsAdded " + path);
+    }
+    void elementUpdated(const RWCString& path, const ReferencedImageSequence*) override {
+        heard.push_back("elementUpdated " + path);
+    }
+
+    std::vector<std::string> heard;
+};
+
+}  // namespace refcntr::testing
