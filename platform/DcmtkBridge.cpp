@@ -1,0 +1,288 @@
+// Conversion between DCMTK's items and data sets. Values are copied as raw bytes (DCMTK does
+// any byte swapping while copying) and elements are appended in tag order, so a data set of n
+// elements costs n element allocations and n value copies, with no dictionary lookups.
+#include "refcntr/platform/DcmtkBridge.h"
+
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include <dcmtk/config/osconfig.h>
+#include <dcmtk/dcmdata/dcitem.h>
+#include <dcmtk/dcmdata/dcpixel.h>
+#include <dcmtk/dcmdata/dcsequen.h>
+#include <dcmtk/dcmdata/dcvrsv.h>
+#include <dcmtk/dcmdata/dcvruv.h>
+#include <dcmtk/dcmdata/dcxfer.h>
+
+#include "refcntr/platform/ByteOrder.h"
+#include "refcntr/platform/DicomFile.h"
+#include "refcntr/platform/Exceptions.h"
+#include "refcntr/platform/MDDEntry.h"
+#include "refcntr/platform/SequenceVR.h"
+
+namespace refcntr {
+
+namespace {
+
+// The VR code of an element DCMTK holds. DCMTK's internal VRs become the VR the value is held
+// in; anything without a VR of its own passes through as bytes (UN).
+UINT16 elementVRCode(DcmEVR vr) {
+    switch (vr) {
+    case EVR_AE: return VRCode::AE;
+    case EVR_AS: return VRCode::AS;
+    case EVR_AT: return VRCode::AT;
+    case EVR_CS: return VRCode::CS;
+    case EVR_DA: return VRCode::DA;
+    case EVR_DS: return VRCode::DS;
+    case EVR_DT: return VRCode::DT;
+    case EVR_FL: return VRCode::FL;
+    case EVR_FD: return VRCode::FD;
+    case EVR_IS: return VRCode::IS;
+    case EVR_LO: return VRCode::LO;
+    case EVR_LT: return VRCode::LT;
+    case EVR_OB: return VRCode::OB;
+    case EVR_OD: return VRCode::OD;
+    case EVR_OF: return VRCode::OF;
+    case EVR_OL: return VRCode::OL;
+    case EVR_OV: return VRCode::OV;
+    case EVR_OW: return VRCode::OW;
+    case EVR_PN: return VRCode::PN;
+    case EVR_SH: return VRCode::SH;
+    case EVR_SL: return VRCode::SL;
+    case EVR_SQ: return VRCode::SQ;
+    case EVR_SS: return VRCode::SS;
+    case EVR_ST: return VRCode::ST;
+    case EVR_SV: return VRCode::SV;
+    case EVR_TM: return VRCode::TM;
+    case EVR_UC: return VRCode::UC;
+    case EVR_UI: return VRCode::UI;
+    case EVR_UL: return VRCode::UL;
+    case EVR_UR: return VRCode::UR;
+    case EVR_US: return VRCode::US;
+    case EVR_UT: return VRCode::UT;
+    case EVR_UV: return VRCode::UV;
+    case EVR_up: return VRCode::UL;
+    case EVR_xs: return VRCode::US;
+    case EVR_ox: case EVR_px: case EVR_lt: case EVR_PixelData: case EVR_OverlayData: return VRCode::OW;
+    default: return VRCode::UN;
+    }
+}
+
+// The VR DCMTK is given for a VR code; ambiguous and unknown codes get the VR their bytes are held in.
+DcmEVR dcmtkVR(UINT16 vrCode) {
+    switch (vrCode) {
+    case VRCode::AE: return EVR_AE;
+    case VRCode::AS: return EVR_AS;
+    case VRCode::AT: return EVR_AT;
+    case VRCode::CS: return EVR_CS;
+    case VRCode::DA: return EVR_DA;
+    case VRCode::DS: return EVR_DS;
+    case VRCode::DT: return EVR_DT;
+    case VRCode::FL: return EVR_FL;
+    case VRCode::FD: return EVR_FD;
+    case VRCode::IS: return EVR_IS;
+    case VRCode::LO: return EVR_LO;
+    case VRCode::LT: return EVR_LT;
+    case VRCode::OB: return EVR_OB;
+    case VRCode::OD: return EVR_OD;
+    case VRCode::OF: return EVR_OF;
+    case VRCode::OL: return EVR_OL;
+    case VRCode::OV: return EVR_OV;
+    case VRCode::OW: return EVR_OW;
+    case VRCode::PN: return EVR_PN;
+    case VRCode::SH: return EVR_SH;
+    case VRCode::SL: return EVR_SL;
+    case VRCode::SQ: return EVR_SQ;
+    case VRCode::SS: return EVR_SS;
+    case VRCode::ST: return EVR_ST;
+    case VRCode::SV: return EVR_SV;
+    case VRCode::TM: return EVR_TM;
+    case VRCode::UC: return EVR_UC;
+    case VRCode::UI: return EVR_UI;
+    case VRCode::UL: return EVR_UL;
+    case VRCode::UR: return EVR_UR;
+    case VRCode::US: return EVR_US;
+    case VRCode::UT: return EVR_UT;
+    case VRCode::UV: return EVR_UV;
+    case VRCode::US_OR_SS: return EVR_US;
+    case VRCode::OW_OR_OB: case VRCode::OW_OR_US_OR_SS: return EVR_OW;
+    default: return EVR_UN;
+    }
+}
+
+UINT16 concreteVRCode(UINT16 vrCode) {
+    switch (vrCode) {
+    case VRCode::US_OR_SS: return VRCode::US;
+    case VRCode::OW_OR_OB: case VRCode::OW_OR_US_OR_SS: return VRCode::OW;
+    default: return MDDEntry::UShortToValueType(vrCode) == ValueType::Unknown ? VRCode::UN : vrCode;
+    }
+}
+
+[[noreturn]] void failOnElement(UINT16 group, UINT16 element, const std::string& reason) {
+    throw RuntimeException("element " + MAttributeTag(group, element).ToString() + ": " + reason);
+}
+
+std::unique_ptr<VR> convertElement(DcmElement& source, EndianType endian);
+
+std::unique_ptr<VR> convertSequence(DcmSequenceOfItems& source, EndianType endian) {
+    auto sequence = std::make_unique<SequenceVR>(source.getGTag(), source.getETag(), endian);
+    for (DcmObject* item = source.nextInContainer(nullptr); item != nullptr; item = source.nextInContainer(item)) {
+        auto converted = std::make_unique<DICOMDataObject>(endian);
+        appendFromDcmItem(static_cast<DcmItem&>(*item), *converted);
+        sequence->AddSequenceItem(converted.release());
+    }
+    return sequence;
+}
+
+std::unique_ptr<VR> convertElement(DcmElement& source, EndianType endian) {
+    const UINT16 group = source.getGTag();
+    const UINT16 number = source.getETag();
+    if (source.ident() == EVR_SQ) return convertSequence(static_cast<DcmSequenceOfItems&>(source), endian);
+
+    if (source.ident() == EVR_PixelData) {
+        E_TransferSyntax representation = EXS_Unknown;
+        const DcmRepresentationParameter* parameter = nullptr;
+        static_cast<DcmPixelData&>(source).getCurrentRepresentationKey(representation, parameter);
+        if (DcmXfer(representation).isEncapsulated())
+            failOnElement(group, number, "encapsulated (compressed) pixel data is not supported");
+    }
+
+    const UINT16 vrCode = elementVRCode(source.getVR());
+    auto element = std::make_unique<VR>(group, number, vrCode, endian);
+
+    if (MDDEntry::IsStringType(vrCode)) {
+        // DCMTK hands out strings without their trailing pad; store them padded to even length
+        // as they are encoded.
+        char* text = nullptr;
+        Uint32 length = 0;
+        if (source.getString(text, length).good()) {
+            if (text == nullptr || length == 0) return element;
+            const UINT32 padded = length + (length & 1);
+            auto* buffer = static_cast<unsigned char*>(VR::itsDefaultMemoryAllocater->Allocate(padded));
+            std::memcpy(buffer, text, length);
+            if (padded != length) buffer[length] = vrCode == VRCode::UI ? '\0' : ' ';
+            element->AdoptData(buffer, padded);
+            return element;
+        }
+    }
+
+    const Uint32 length = source.getLengthField();
+    if (length == 0 || length == DCM_UndefinedLength) return element;
+    auto* buffer = static_cast<unsigned char*>(VR::itsDefaultMemoryAllocater->Allocate(length));
+    OFCondition status = source.getPartialValue(buffer, 0, length, nullptr,
+                                                endian == BigEndian ? EBO_BigEndian : EBO_LittleEndian);
+    if (status.bad()) {
+        VR::itsDefaultMemoryAllocater->Release(buffer);
+        failOnElement(group, number, status.text());
+    }
+    element->AdoptData(buffer, length);
+    return element;
+}
+
+// Puts the value (native byte order) into DCMTK's element through the typed setter of its VR.
+OFCondition putValue(DcmElement& target, UINT16 vrCode, const unsigned char* bytes, UINT32 length) {
+    if (MDDEntry::IsStringType(vrCode)) return target.putString(reinterpret_cast<const char*>(bytes), length);
+    switch (vrCode) {
+    case VRCode::AT: {
+        // One tag at a time: DcmAttributeTag's array setter counts tags in some DCMTK
+        // versions and 16-bit numbers in others.
+        OFCondition status = EC_Normal;
+        for (UINT32 position = 0; position + 4 <= length && status.good(); position += 4) {
+            Uint16 numbers[2];
+            std::memcpy(numbers, bytes + position, 4);
+            status = target.putTagVal(DcmTagKey(numbers[0], numbers[1]), position / 4);
+        }
+        return status;
+    }
+    case VRCode::US: case VRCode::OW:
+        return target.putUint16Array(reinterpret_cast<const Uint16*>(bytes), length / 2);
+    case VRCode::SS:
+        return target.putSint16Array(reinterpret_cast<const Sint16*>(bytes), length / 2);
+    case VRCode::UL: case VRCode::OL:
+        return target.putUint32Array(reinterpret_cast<const Uint32*>(bytes), length / 4);
+    case VRCode::SL:
+        return target.putSint32Array(reinterpret_cast<const Sint32*>(bytes), length / 4);
+    case VRCode::FL: case VRCode::OF:
+        return target.putFloat32Array(reinterpret_cast<const Float32*>(bytes), length / 4);
+    case VRCode::FD: case VRCode::OD:
+        return target.putFloat64Array(reinterpret_cast<const Float64*>(bytes), length / 8);
+    case VRCode::SV:
+        if (auto* signedValues = dynamic_cast<DcmSigned64bitVeryLong*>(&target))
+            return signedValues->putSint64Array(reinterpret_cast<const Sint64*>(bytes), length / 8);
+        return EC_IllegalCall;
+    case VRCode::UV: case VRCode::OV:
+        if (auto* unsignedValues = dynamic_cast<DcmUnsigned64bitVeryLong*>(&target))
+            return unsignedValues->putUint64Array(reinterpret_cast<const Uint64*>(bytes), length / 8);
+        return EC_IllegalCall;
+    default:
+        return target.putUint8Array(bytes, length);
+    }
+}
+
+}  // namespace
+
+void appendFromDcmItem(DcmItem& item, DICOMObject& target) {
+    const EndianType endian = target.GetEndian();
+    for (DcmObject* object = item.nextInContainer(nullptr); object != nullptr; object = item.nextInContainer(object))
+        target.ReplaceVR(convertElement(static_cast<DcmElement&>(*object), endian).release());
+}
+
+DcmElement* newDcmElement(const VR& element) {
+    const UINT16 group = element.GetGroup();
+    const UINT16 number = element.GetElement();
+    const UINT16 vrCode = concreteVRCode(element.GetVRCode());
+    DcmTag tag(group, number, DcmVR(dcmtkVR(vrCode)));
+
+    if (vrCode == VRCode::SQ) {
+        auto sequence = std::make_unique<DcmSequenceOfItems>(tag);
+        if (const SequenceVR* source = element.GetAsSequenceVR()) {
+            for (const DICOMDataObject* item : source->GetSequenceItems()) {
+                auto converted = std::make_unique<DcmItem>();
+                toDcmItem(*item, *converted);
+                OFCondition status = sequence->append(converted.get());
+                if (status.bad()) failOnElement(group, number, status.text());
+                converted.release();
+            }
+        }
+        return sequence.release();
+    }
+
+    DcmElement* created = nullptr;
+    OFCondition status = DcmItem::newDicomElementWithVR(created, tag);
+    std::unique_ptr<DcmElement> target(created);
+    if (status.bad() || !target) failOnElement(group, number, status.bad() ? status.text() : "cannot be created");
+
+    const unsigned char* bytes = element.GetData();
+    const UINT32 length = element.GetLength();
+    if (bytes == nullptr || length == 0) return target.release();
+
+    const unsigned width = MDDEntry::ValueWidth(vrCode);
+    if (element.GetEndian() != VR::itsNativeEndian && width > 1) {
+        std::vector<unsigned char> native(bytes, bytes + length);
+        reverseValueBytes(native.data(), native.size(), width);
+        status = putValue(*target, vrCode, native.data(), length);
+    } else {
+        status = putValue(*target, vrCode, bytes, length);
+    }
+    if (status.bad()) failOnElement(group, number, status.text());
+    return target.release();
+}
+
+std::unique_ptr<DICOMDataObject> fromDcmItem(DcmItem& item) {
+    registerPrivateEntriesWithDcmtk();
+    auto dataSet = std::make_unique<DICOMDataObject>(LittleEndian);
+    appendFromDcmItem(item, *dataSet);
+    return dataSet;
+}
+
+void toDcmItem(const DICOMDataObject& dataSet, DcmItem& item) {
+    for (const auto& element : dataSet) {
+        std::unique_ptr<DcmElement> converted(newDcmElement(*element));
+        OFCondition status = item.insert(converted.get(), OFTrue);
+        if (status.bad()) failOnElement(element->GetGroup(), element->GetElement(), status.text());
+        converted.release();
+    }
+}
+
+}  // namespace refcntr

@@ -1,0 +1,199 @@
+// Reading and writing DICOM files through DCMTK.
+#include "refcntr/platform/DicomFile.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <dcmtk/config/osconfig.h>
+#include <dcmtk/dcmdata/dcdatset.h>
+#include <dcmtk/dcmdata/dcdeftag.h>
+#include <dcmtk/dcmdata/dcfilefo.h>
+#include <dcmtk/dcmdata/dcmetinf.h>
+#include <dcmtk/dcmdata/dcxfer.h>
+
+#include "refcntr/platform/DcmtkBridge.h"
+#include "refcntr/platform/Exceptions.h"
+
+namespace refcntr {
+
+namespace {
+
+[[noreturn]] void failToRead(const std::string& path, const std::string& reason) {
+    throw RuntimeException("cannot read '" + path + "': " + reason);
+}
+
+[[noreturn]] void failToWrite(const std::string& path, const std::string& reason) {
+    throw RuntimeException("cannot write '" + path + "': " + reason);
+}
+
+std::string systemError(int error) {
+    if (error == ENOENT) return "no such file";
+    return std::strerror(error);
+}
+
+// A file is taken for DICOM when it has the "DICM" prefix after its 128-byte preamble, or, for
+// a bare data set, when its first tag is in groups 0002 to 0008 in either byte order (where
+// every stored data set starts). Text and other formats fail this before DCMTK guesses at them.
+bool looksLikeDicom(const std::string& path) {
+    unsigned char head[132];
+    std::FILE* file = std::fopen(path.c_str(), "rb");
+    if (file == nullptr) return false;
+    std::size_t count = std::fread(head, 1, sizeof head, file);
+    std::fclose(file);
+    if (count == sizeof head && std::memcmp(head + 128, "DICM", 4) == 0) return true;
+    if (count < 8) return false;
+    auto plausibleGroup = [](unsigned group) { return group >= 0x0002 && group <= 0x0008 && group % 2 == 0; };
+    return plausibleGroup(head[0] | (head[1] << 8)) || plausibleGroup((head[0] << 8) | head[1]);
+}
+
+bool isEndOfDataError(const OFCondition& status) {
+    return status == EC_StreamNotifyClient || status == EC_EndOfStream || status == EC_InvalidStream ||
+           status == EC_SequDelimitationItemMissing || status == EC_ItemDelimitationItemMissing ||
+           status == EC_PrematureSequDelimitationItem;
+}
+
+// The longest value a file of `fileSize` bytes can hold: its own size, or for a deflated
+// stream the size at the deflate format's maximum ratio.
+Uint32 longestPossibleValue(std::uint64_t fileSize, bool deflated) {
+    std::uint64_t limit = deflated ? fileSize * 1032 : fileSize;
+    return limit > 0xFFFFFFFEu ? 0xFFFFFFFEu : Uint32(limit);
+}
+
+// The first element whose value length claims more than `limit` bytes, or null.
+DcmElement* findOverlongElement(DcmItem& item, Uint32 limit) {
+    for (DcmObject* object = item.nextInContainer(nullptr); object != nullptr; object = item.nextInContainer(object)) {
+        if (object->ident() == EVR_SQ) {
+            auto& sequence = static_cast<DcmSequenceOfItems&>(*object);
+            for (DcmObject* child = sequence.nextInContainer(nullptr); child != nullptr;
+                 child = sequence.nextInContainer(child))
+                if (DcmElement* found = findOverlongElement(static_cast<DcmItem&>(*child), limit)) return found;
+        } else if (object->getLengthField() != DCM_UndefinedLength && object->getLengthField() > limit) {
+            return static_cast<DcmElement*>(object);
+        }
+    }
+    return nullptr;
+}
+
+E_TransferSyntax dcmtkTransferSyntax(TransferSyntax transferSyntax) {
+    switch (transferSyntax) {
+    case TransferSyntax::ExplicitBig: return EXS_BigEndianExplicit;
+    case TransferSyntax::ImplicitLittle: return EXS_LittleEndianImplicit;
+    case TransferSyntax::ExplicitLittle: break;
+    }
+    return EXS_LittleEndianExplicit;
+}
+
+// Creates an empty file with a fresh name beside `path`, with the permissions a new file gets.
+std::string createTemporaryFile(const std::string& path) {
+    static std::atomic<unsigned> counter{0};
+    const std::string::size_type slash = path.rfind('/');
+    const std::string directory = slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
+    const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        const std::string candidate = directory + "." + name + ".tmp" + std::to_string(getpid()) + "-" +
+                                      std::to_string(counter.fetch_add(1));
+        int descriptor = ::open(candidate.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (descriptor >= 0) {
+            ::close(descriptor);
+            return candidate;
+        }
+        if (errno != EEXIST) failToWrite(path, errno == ENOENT ? "no such directory" : std::strerror(errno));
+    }
+    failToWrite(path, "cannot create a temporary file");
+}
+
+// Group 0002 goes into the meta header, everything else into the data set.
+void splitIntoFile(const DICOMDataObject& dataSet, DcmMetaInfo& meta, DcmDataset& dataset) {
+    for (const auto& element : dataSet) {
+        std::unique_ptr<DcmElement> converted(newDcmElement(*element));
+        DcmItem& destination = element->GetGroup() == 0x0002 ? static_cast<DcmItem&>(meta) : dataset;
+        OFCondition status = destination.insert(converted.get(), OFTrue);
+        if (status.bad()) throw RuntimeException("element " + element->GetTag().ToString() + ": " + status.text());
+        converted.release();
+    }
+}
+
+}  // namespace
+
+std::unique_ptr<DICOMDataObject> readDicomFile(const std::string& path) {
+    registerPrivateEntriesWithDcmtk();
+
+    struct stat status;
+    if (::stat(path.c_str(), &status) != 0) failToRead(path, systemError(errno));
+    if (S_ISDIR(status.st_mode)) failToRead(path, "is a directory");
+    if (status.st_size == 0) failToRead(path, "empty file");
+    if (::access(path.c_str(), R_OK) != 0) failToRead(path, systemError(errno));
+    if (!looksLikeDicom(path)) failToRead(path, "not a DICOM file");
+
+    DcmFileFormat file;
+    OFCondition loaded = file.loadFile(path.c_str());
+    if (loaded.bad()) {
+        if (isEndOfDataError(loaded)) failToRead(path, std::string("truncated (") + loaded.text() + ")");
+        failToRead(path, std::string("not a valid DICOM file (") + loaded.text() + ")");
+    }
+    DcmMetaInfo& meta = *file.getMetaInfo();
+    DcmDataset& dataset = *file.getDataset();
+    const DcmXfer transferSyntax(dataset.getOriginalXfer());
+
+    // Large values are still on disk; make sure none claims more than the file can hold
+    // before they are read into memory.
+    const Uint32 limit = longestPossibleValue(std::uint64_t(status.st_size), transferSyntax.getStreamCompression() != ESC_none);
+    if (DcmElement* overlong = findOverlongElement(dataset, limit)) {
+        char tag[16];
+        std::snprintf(tag, sizeof tag, "(%04X,%04X)", overlong->getGTag(), overlong->getETag());
+        failToRead(path, std::string("truncated (element ") + tag + " is longer than the file)");
+    }
+    OFCondition inMemory = file.loadAllDataIntoMemory();
+    if (inMemory.bad()) {
+        if (isEndOfDataError(inMemory)) failToRead(path, std::string("truncated (") + inMemory.text() + ")");
+        failToRead(path, inMemory.text());
+    }
+    if (transferSyntax.isEncapsulated() && dataset.tagExists(DCM_PixelData))
+        failToRead(path, std::string("encapsulated pixel data (") + transferSyntax.getXferName() + ") is not supported");
+
+    const EndianType endian = transferSyntax.getXfer() == EXS_BigEndianExplicit ? BigEndian : LittleEndian;
+    auto result = std::make_unique<DICOMDataObject>(endian);
+    try {
+        appendFromDcmItem(meta, *result);
+        appendFromDcmItem(dataset, *result);
+    } catch (const RuntimeException& error) {
+        failToRead(path, error.GetMessage());
+    }
+    return result;
+}
+
+void writeDicomFile(const std::string& path, const DICOMDataObject& dataSet, TransferSyntax transferSyntax) {
+    DcmFileFormat file;
+    DcmMetaInfo& meta = *file.getMetaInfo();
+    DcmDataset& dataset = *file.getDataset();
+    const E_TransferSyntax target = dcmtkTransferSyntax(transferSyntax);
+    try {
+        splitIntoFile(dataSet, meta, dataset);
+    } catch (const RuntimeException& error) {
+        failToWrite(path, error.GetMessage());
+    }
+    OFCondition status = meta.putAndInsertString(DCM_TransferSyntaxUID, DcmXfer(target).getXferID());
+    if (status.bad()) failToWrite(path, status.text());
+
+    const std::string temporary = createTemporaryFile(path);
+    status = file.saveFile(temporary.c_str(), target, EET_ExplicitLength, EGL_recalcGL, EPD_noChange, 0, 0,
+                           EWM_fileformat);
+    if (status.bad()) {
+        std::remove(temporary.c_str());
+        failToWrite(path, status.text());
+    }
+    if (std::rename(temporary.c_str(), path.c_str()) != 0) {
+        const int error = errno;
+        std::remove(temporary.c_str());
+        failToWrite(path, std::strerror(error));
+    }
+}
+
+}  // namespace refcntr

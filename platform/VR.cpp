@@ -1,0 +1,76 @@
+#include "refcntr/platform/VR.h"
+
+#include <cstring>
+
+#include "refcntr/platform/ByteOrder.h"
+#include "refcntr/platform/MDDEntry.h"
+
+namespace refcntr {
+
+namespace {
+MemoryAllocater defaultAllocater;
+}  // namespace
+
+MemoryAllocater* const VR::itsDefaultMemoryAllocater = &defaultAllocater;
+
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+const EndianType VR::itsNativeEndian = BigEndian;
+#else
+const EndianType VR::itsNativeEndian = LittleEndian;
+#endif
+
+VR::VR(UINT16 group, UINT16 element, EndianType endian, MemoryAllocater* allocater)
+    : VR(group, element, VRCode::Unknown, endian, allocater) {}
+
+VR::VR(UINT16 group, UINT16 element, UINT16 vrCode, EndianType endian, MemoryAllocater* allocater)
+    : itsTag(group, element),
+      itsVRCode(vrCode),
+      itsEndian(endian),
+      itsAllocater(allocater != nullptr ? allocater : itsDefaultMemoryAllocater) {}
+
+VR::VR(const VR& other)
+    : itsTag(other.itsTag), itsVRCode(other.itsVRCode), itsEndian(other.itsEndian), itsAllocater(other.itsAllocater) {
+    SetData(other.itsData, other.itsLength);
+}
+
+VR::~VR() { itsAllocater->Release(itsData); }
+
+VR* VR::Clone() const { return new VR(*this); }
+
+SequenceVR* VR::GetAsSequenceVR() { return nullptr; }
+
+const SequenceVR* VR::GetAsSequenceVR() const { return nullptr; }
+
+void VR::SetData(const void* bytes, UINT32 length) {
+    unsigned char* copy = nullptr;
+    if (length > 0 && bytes != nullptr) {
+        copy = static_cast<unsigned char*>(itsAllocater->Allocate(length));
+        std::memcpy(copy, bytes, length);
+    } else {
+        length = 0;
+    }
+    // The old buffer goes only after the copy, so `bytes` may point into it.
+    itsAllocater->Release(itsData);
+    itsData = copy;
+    itsLength = length;
+}
+
+void VR::AdoptData(unsigned char* bytes, UINT32 length) {
+    if (bytes == itsData) {
+        itsLength = bytes != nullptr ? length : 0;
+        return;
+    }
+    itsAllocater->Release(itsData);
+    if (length == 0) {
+        itsAllocater->Release(bytes);
+        bytes = nullptr;
+    }
+    itsData = bytes;
+    itsLength = bytes != nullptr ? length : 0;
+}
+
+void VR::SwapDataEndian() {
+    if (itsData != nullptr) reverseValueBytes(itsData, itsLength, MDDEntry::ValueWidth(itsVRCode));
+}
+
+}  // namespace refcntr
