@@ -1,0 +1,103 @@
+// The data dictionary: DCMTK's standard entries behind the cache, and this library's private entries.
+#include <atomic>
+#include <cstring>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "refcntr/platform/DataDictionary.h"
+#include "refcntr/platform/MDDEntry.h"
+#include "refcntr/platform/VR.h"
+
+using namespace refcntr;
+
+// Everything below relies on DCMTK having found its dictionary; a missing dictionary file
+// would otherwise show up as a crowd of unrelated failures.
+TEST(DataDictionary, DcmtkDictionaryIsLoaded) { ASSERT_EQ(1, InstanceSpecificDataDictionary::IsLoaded()); }
+
+TEST(DataDictionary, PlainTagsHaveTheirVR) {
+    EXPECT_EQ(VRCode::PN, InstanceSpecificDataDictionary::TypeVR(0x0010, 0x0010));
+    EXPECT_EQ(VRCode::UI, InstanceSpecificDataDictionary::TypeVR(0x0008, 0x0016));
+    EXPECT_EQ(VRCode::SQ, InstanceSpecificDataDictionary::TypeVR(0x0070, 0x0001));
+    EXPECT_EQ(VRCode::FL, InstanceSpecificDataDictionary::TypeVR(0x0070, 0x0022));
+    EXPECT_EQ(VRCode::Unknown, InstanceSpecificDataDictionary::TypeVR(0x0008, 0x0007));
+    EXPECT_EQ(VRCode::Unknown, InstanceSpecificDataDictionary::TypeVR(0x0023, 0x1051));
+
+    VR element(0x0028, 0x0010, LittleEndian);
+    EXPECT_EQ(VRCode::US, InstanceSpecificDataDictionary::TypeVR(element));
+    EXPECT_EQ(VRCode::US, element.GetVRCode());
+}
+
+TEST(DataDictionary, RepeatingGroupsAreFoundThroughTheirRange) {
+    EXPECT_EQ(VRCode::OW_OR_OB, InstanceSpecificDataDictionary::TypeVR(0x6000, 0x3000));
+    EXPECT_EQ(VRCode::OW_OR_OB, InstanceSpecificDataDictionary::TypeVR(0x601E, 0x3000));
+    EXPECT_EQ(VRCode::US, InstanceSpecificDataDictionary::TypeVR(0x6002, 0x0010));
+    EXPECT_EQ(VRCode::US, InstanceSpecificDataDictionary::TypeVR(0x6002, 0x0011));
+    // Overlay groups are even; in an odd group the same element is a private creator.
+    EXPECT_EQ(VRCode::LO, InstanceSpecificDataDictionary::TypeVR(0x6001, 0x0010));
+    EXPECT_EQ(VRCode::Unknown, InstanceSpecificDataDictionary::TypeVR(0x6001, 0x3000));
+}
+
+TEST(DataDictionary, InternalVRsOfDcmtkBecomeAmbiguousCodes) {
+    EXPECT_EQ(VRCode::UL, InstanceSpecificDataDictionary::TypeVR(0x0004, 0x1200));
+    EXPECT_EQ(VRCode::US_OR_SS, InstanceSpecificDataDictionary::TypeVR(0x0028, 0x0106));
+    EXPECT_EQ(VRCode::OW_OR_OB, InstanceSpecificDataDictionary::TypeVR(0x7FE0, 0x0010));
+    EXPECT_EQ(VRCode::OW_OR_US_OR_SS, InstanceSpecificDataDictionary::TypeVR(0x0028, 0x3006));
+    EXPECT_EQ(VRCode::Unknown, InstanceSpecificDataDictionary::TypeVR(0xFFFE, 0xE000));
+}
+
+TEST(DataDictionary, KeywordsComeFromDcmtk) {
+    EXPECT_EQ("PatientName", InstanceSpecificDataDictionary::Keyword(0x0010, 0x0010));
+    EXPECT_EQ("OverlayData", InstanceSpecificDataDictionary::Keyword(0x6002, 0x3000));
+    EXPECT_EQ("", InstanceSpecificDataDictionary::Keyword(0x0008, 0x0007));
+}
+
+TEST(DataDictionary, LookupsFromManyThreadsAgree) {
+    std::atomic<int> mismatches{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([&mismatches] {
+            for (int i = 0; i < 2000; ++i) {
+                if (InstanceSpecificDataDictionary::TypeVR(0x0010, 0x0010) != VRCode::PN) ++mismatches;
+                if (InstanceSpecificDataDictionary::TypeVR(0x6004, 0x3000) != VRCode::OW_OR_OB) ++mismatches;
+            }
+        });
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(0, mismatches.load());
+}
+
+TEST(PrivateDictionary, ViewerEntriesHaveTheirVRs) {
+    struct Expected {
+        UINT8 offset;
+        UINT16 vrCode;
+        const char* keyword;
+    };
+    const Expected expected[] = {
+        {0x51, VRCode::LT, "ZORVIKViewerLayoutInfo"},   {0x44, VRCode::LO, "ZORVIKSpineLabelSet"},
+        {0x53, VRCode::LT, "ZORVIKStudyPresentationStepInfo"}, {0x46, VRCode::LO, "ZORVIKSharpenType"},
+        {0x47, VRCode::US, "ZORVIKSharpenKernelRows"},  {0x48, VRCode::US, "ZORVIKSharpenKernelCols"},
+        {0x49, VRCode::FL, "ZORVIKSharpenKernelData"},
+    };
+    for (const Expected& entry : expected) {
+        const PrivateDictionaryEntry* found = PrivateDataDictionary::Find(ZORVIKPrivateCreator, ZORVIKPrivateGroup, entry.offset);
+        ASSERT_NE(nullptr, found) << entry.keyword;
+        EXPECT_EQ(entry.vrCode, found->itsVRCode) << entry.keyword;
+        EXPECT_STREQ(entry.keyword, found->itsKeyword);
+        EXPECT_EQ(entry.vrCode, InstanceSpecificDataDictionary::TypeVR(ZORVIKPrivateCreator, entry.offset, ZORVIKPrivateGroup));
+    }
+    int count = 0;
+    for (const PrivateDictionaryEntry* entry = PrivateDataDictionary::Entries(); entry->itsCreator != nullptr; ++entry) ++count;
+    EXPECT_EQ(7, count);
+}
+
+TEST(PrivateDictionary, UnknownCreatorOffsetOrGroupFindNothing) {
+    EXPECT_EQ(1, PrivateDataDictionary::KnowsCreator(ZORVIKPrivateCreator));
+    EXPECT_EQ(0, PrivateDataDictionary::KnowsCreator("ZORVIK1"));
+    EXPECT_EQ(0, PrivateDataDictionary::KnowsCreator(nullptr));
+    EXPECT_EQ(nullptr, PrivateDataDictionary::Find(ZORVIKPrivateCreator, ZORVIKPrivateGroup, 0x50));
+    EXPECT_EQ(nullptr, PrivateDataDictionary::Find(ZORVIKPrivateCreator, 0x0025, 0x51));
+    EXPECT_EQ(VRCode::Unknown, InstanceSpecificDataDictionary::TypeVR("ZORVIK1", 0x51, ZORVIKPrivateGroup));
+    EXPECT_EQ(VRCode::Unknown, InstanceSpecificDataDictionary::TypeVR(ZORVIKPrivateCreator, 0x50, ZORVIKPrivateGroup));
+    EXPECT_EQ(VRCode::Unknown, InstanceSpecificDataDictionary::TypeVR(nullptr, 0x51, ZORVIKPrivateGroup));
+}
