@@ -111,7 +111,7 @@ TEST(IntegerScanning, NegativeBoundsNeverTrip) {
     EXPECT_EQ(beyond.error, 0);
 }
 
-TEST(IS, ParsesEvenLengthValues) {
+TEST(ISValues, ParsesEvenLengthValues) {
     int value = -1;
     EXPECT_EQ(ContainerUtils::parseIS("12", 2, value), 1);
     EXPECT_EQ(value, 12);
@@ -121,7 +121,7 @@ TEST(IS, ParsesEvenLengthValues) {
     EXPECT_EQ(value, 3);
 }
 
-TEST(IS, FailuresLeaveZero) {
+TEST(ISValues, FailuresLeaveZero) {
     const struct {
         const char* text;
         unsigned length;
@@ -145,7 +145,7 @@ TEST(IS, FailuresLeaveZero) {
     EXPECT_EQ(value, 0);
 }
 
-TEST(DS, ParsesTheFirstValue) {
+TEST(DSValues, ParsesTheFirstValue) {
     double value = -1;
     EXPECT_EQ(ContainerUtils::parseDS("1.5\\2.5 ", 8, value), 1);
     EXPECT_DOUBLE_EQ(value, 1.5);
@@ -155,13 +155,13 @@ TEST(DS, ParsesTheFirstValue) {
     EXPECT_DOUBLE_EQ(value, -2500.0);
 }
 
-TEST(DS, LooksOnlyAtLengthBytes) {
+TEST(DSValues, LooksOnlyAtLengthBytes) {
     double value = 0;
     EXPECT_EQ(ContainerUtils::parseDS("2.75123", 4, value), 1);
     EXPECT_DOUBLE_EQ(value, 2.75);
 }
 
-TEST(DS, FailuresLeaveZero) {
+TEST(DSValues, FailuresLeaveZero) {
     const struct {
         const char* text;
         unsigned length;
@@ -222,7 +222,7 @@ Parsed<double> parseDSArray(const char* text, unsigned length) {
     return parseWith<double>(ContainerUtils::parseDSToArray, text, length);
 }
 
-TEST(Arrays, ISValuesSkipEmptyValues) {
+TEST(ValueArrays, ISValuesSkipEmptyValues) {
     const Parsed<int> parsed = parseISArray("1\\\\2 ", 5);
     EXPECT_EQ(parsed.result, 1);
     EXPECT_EQ(parsed.values, (std::vector<int>{1, 2}));
@@ -231,20 +231,20 @@ TEST(Arrays, ISValuesSkipEmptyValues) {
     EXPECT_EQ(parseISArray(" 1 \\ 2 ", 7).values, (std::vector<int>{1, 2}));
 }
 
-TEST(Arrays, ISAcceptsOddLengths) {
+TEST(ValueArrays, ISAcceptsOddLengths) {
     const Parsed<int> parsed = parseISArray("12\\34", 5);
     EXPECT_EQ(parsed.result, 1);
     EXPECT_EQ(parsed.values, (std::vector<int>{12, 34}));
 }
 
-TEST(Arrays, AbsentISTextIsNoValues) {
+TEST(ValueArrays, AbsentISTextIsNoValues) {
     for (const Parsed<int>& parsed : {parseISArray(nullptr, 4), parseISArray("", 0), parseISArray("    ", 4)}) {
         EXPECT_EQ(parsed.result, 1);
         EXPECT_TRUE(parsed.isNull);
     }
 }
 
-TEST(Arrays, ISFailureReleasesEverything) {
+TEST(ValueArrays, ISFailureReleasesEverything) {
     // "1\\2": the last value is a lone digit without pad.
     for (const char* text : {"1\\x2 ", "1\\9999999999 ", "1\\2"}) {
         const Parsed<int> parsed = parseISArray(text, unsigned(std::strlen(text)));
@@ -253,18 +253,18 @@ TEST(Arrays, ISFailureReleasesEverything) {
     }
 }
 
-TEST(Arrays, DSValuesSkipEmptyValues) {
+TEST(ValueArrays, DSValuesSkipEmptyValues) {
     const Parsed<double> parsed = parseDSArray("1.5\\\\-2 ", 8);
     EXPECT_EQ(parsed.result, 1);
     EXPECT_EQ(parsed.values, (std::vector<double>{1.5, -2.0}));
     EXPECT_EQ(parseDSArray("0.5\\2\\3.25", 10).values, (std::vector<double>{0.5, 2.0, 3.25}));
 }
 
-TEST(Arrays, DSLooksOnlyAtLengthBytes) {
+TEST(ValueArrays, DSLooksOnlyAtLengthBytes) {
     EXPECT_EQ(parseDSArray("1.5\\2.575", 8).values, (std::vector<double>{1.5, 2.57}));
 }
 
-TEST(Arrays, DSOddOrEmptyLengthIsNoValues) {
+TEST(ValueArrays, DSOddOrEmptyLengthIsNoValues) {
     for (const Parsed<double>& parsed : {parseDSArray("1.5", 3), parseDSArray("1\\x", 3), parseDSArray("", 0),
                                          parseDSArray(nullptr, 4)}) {
         EXPECT_EQ(parsed.result, 1);
@@ -272,7 +272,7 @@ TEST(Arrays, DSOddOrEmptyLengthIsNoValues) {
     }
 }
 
-TEST(Arrays, DSFailureReleasesEverything) {
+TEST(ValueArrays, DSFailureReleasesEverything) {
     for (const char* text : {"1.5\\x ", "1e999\\2 ", "1.5\\2.5x\\3"}) {
         const Parsed<double> parsed = parseDSArray(text, unsigned(std::strlen(text)));
         EXPECT_EQ(parsed.result, 0) << text;
@@ -280,7 +280,7 @@ TEST(Arrays, DSFailureReleasesEverything) {
     }
 }
 
-TEST(Arrays, CopiesAreNewArraysOfTheSameValues) {
+TEST(ValueArrays, CopiesAreNewArraysOfTheSameValues) {
     const double source[] = {1.5, -2.0, 3.25};
     std::unique_ptr<double[]> copy(ContainerUtils::copyArray(source, 3));
     ASSERT_NE(copy.get(), nullptr);
@@ -292,7 +292,7 @@ TEST(Arrays, CopiesAreNewArraysOfTheSameValues) {
     EXPECT_EQ(ContainerUtils::copyArray(words, 0), nullptr);
 }
 
-TEST(Arrays, UntypedAndByteCopiesCountBytes) {
+TEST(ValueArrays, UntypedAndByteCopiesCountBytes) {
     const unsigned char bytes[] = {1, 2, 3, 4, 5};
     std::unique_ptr<unsigned char[]> byteCopy(ContainerUtils::copyArray(bytes, 3));
     EXPECT_EQ(std::memcmp(byteCopy.get(), bytes, 3), 0);
@@ -304,7 +304,7 @@ TEST(Arrays, UntypedAndByteCopiesCountBytes) {
     EXPECT_EQ(ContainerUtils::copyArray(static_cast<const void*>(words), 0), nullptr);
 }
 
-TEST(Formatting, ISJoinsWithSingleBackslashes) {
+TEST(NumberFormatting, ISJoinsWithSingleBackslashes) {
     const int values[] = {-3, 4, INT_MIN};
     EXPECT_EQ(ContainerUtils::INT32ArrayToIS(values, 2), "-3\\4");
     EXPECT_EQ(ContainerUtils::INT32ArrayToIS(values, 3), "-3\\4\\-2147483648");
@@ -312,7 +312,7 @@ TEST(Formatting, ISJoinsWithSingleBackslashes) {
     EXPECT_EQ(ContainerUtils::INT32ArrayToIS(nullptr, 2), "");
 }
 
-TEST(Formatting, DSUsesFifteenSignificantDigits) {
+TEST(NumberFormatting, DSUsesFifteenSignificantDigits) {
     const double values[] = {0.5, 2.0};
     EXPECT_EQ(ContainerUtils::doubleArrayToDS(values, 2), "0.5\\2");
     EXPECT_EQ(ContainerUtils::doubleArrayToDS(nullptr, 2), "");
@@ -323,13 +323,13 @@ TEST(Formatting, DSUsesFifteenSignificantDigits) {
     EXPECT_EQ(ContainerUtils::toString(0.25), "0.25");
 }
 
-TEST(Formatting, IntegersInDecimal) {
+TEST(NumberFormatting, IntegersInDecimal) {
     EXPECT_EQ(ContainerUtils::toString(-12), "-12");
     EXPECT_EQ(ContainerUtils::toString(INT_MIN), "-2147483648");
     EXPECT_EQ(ContainerUtils::toString(4000000000u), "4000000000");
 }
 
-TEST(Escaping, QuotesAndEscapesControls) {
+TEST(DumpEscaping, QuotesAndEscapesControls) {
     EXPECT_EQ(ContainerUtils::escapeString("a\tb", true), "\"a\\tb\"");
     EXPECT_EQ(ContainerUtils::escapeString("\a\b\t\n\v\f\r", false), "\\a\\b\\t\\n\\v\\f\\r");
     EXPECT_EQ(ContainerUtils::escapeString("say \"hi\"", false), "say \\\"hi\\\"");
@@ -337,18 +337,18 @@ TEST(Escaping, QuotesAndEscapesControls) {
     EXPECT_EQ(ContainerUtils::escapeString("T-1", false), "T-1");
 }
 
-TEST(Escaping, BackslashIsNotDoubled) {
+TEST(DumpEscaping, BackslashIsNotDoubled) {
     EXPECT_EQ(ContainerUtils::escapeString("A\\B", true), "\"A\\B\"");
 }
 
-TEST(Escaping, OtherUnprintablesAsThreeOctalDigits) {
+TEST(DumpEscaping, OtherUnprintablesAsThreeOctalDigits) {
     EXPECT_EQ(ContainerUtils::escapeString(RWCString("\x01\x1b\x7f", 3), false), "\\001\\033\\177");
     EXPECT_EQ(ContainerUtils::escapeString(RWCString("a\0b", 3), false), "a\\000b");
     EXPECT_EQ(ContainerUtils::escapeString("\xff", false), "\\377");
 }
 
 // Owns the item data sets that the index-size functions look at.
-class IndexSizes : public ::testing::Test {
+class FrameIndexSizes : public ::testing::Test {
 protected:
     DICOMDataObject* item() {
         itsItems.push_back(std::make_unique<DICOMDataObject>());
@@ -371,7 +371,7 @@ protected:
     std::vector<std::unique_ptr<DICOMDataObject>> itsItems;
 };
 
-TEST_F(IndexSizes, FrameCountIsTheNumberOfSeparators) {
+TEST_F(FrameIndexSizes, FrameCountIsTheNumberOfSeparators) {
     const RWTPtrOrderedVector<DICOMDataObject> twoItems{item(), withFrames(item(), "1\\2 ")};
     EXPECT_EQ(ContainerUtils::computeSuggestedReferencedImageSequenceItemIndexSize(twoItems), 2u);
 
@@ -384,7 +384,7 @@ TEST_F(IndexSizes, FrameCountIsTheNumberOfSeparators) {
     EXPECT_EQ(ContainerUtils::computeSuggestedReferencedImageSequenceItemIndexSize({}), 0u);
 }
 
-TEST_F(IndexSizes, SequenceSumsItsReferencedImageSequences) {
+TEST_F(FrameIndexSizes, SequenceSumsItsReferencedImageSequences) {
     DICOMDataObject* referencing = item();
     auto* images = new SequenceVR(0x0008, 0x1140);
     images->AddSequenceItem(imageItem("1\\2\\3 "));
