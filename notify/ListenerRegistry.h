@@ -52,7 +52,9 @@ private:
 };
 
 // From image-and-frame key to the listeners registered for it. Kept in step with the
-// registrations; not consulted when changes are delivered. Buckets are allocated on first use.
+// registrations; not consulted when changes are delivered. Holds its own copy of each key.
+// The table is allocated at the first registration; until then buckets() is the count it
+// will start with.
 class ListenerByImageFrameIndex {
 public:
     explicit ListenerByImageFrameIndex(unsigned buckets = 64);
@@ -77,7 +79,8 @@ private:
 
 // The registrations of one container: a vector sorted by listener address (a new
 // registration goes after the listener's existing ones) plus the image-and-frame index.
-// Holds nothing on the heap until the first registration.
+// Holds nothing on the heap until the first registration. A copy shares the registrations
+// with its source; each registration lives as long as some registry holds it.
 class ListenerRegistry {
 public:
     static const RWCString itsEmptyString;
@@ -99,19 +102,23 @@ public:
     // The listeners with a registration that `images` references (all of them when null).
     void getPSChangeListeners(RWTPtrSlist<PSChangeListener>& out, const ReferencedImageSequence* images) const;
 
-    const RegisteredListener* get(unsigned index) const { return itsRegistrations[index]; }
+    const RegisteredListener* get(unsigned index) const { return itsRegistrations[index].get(); }
     unsigned entries() const { return unsigned(itsRegistrations.size()); }
     bool isEmpty() const { return itsRegistrations.empty(); }
     const ListenerByImageFrameIndex& index() const { return itsIndex; }
 
 private:
+    using Registration = std::shared_ptr<RegisteredListener>;
+
     unsigned indexOf(const PSChangeListener* listener) const;
     bool isOverlappingListenerRegistered(const RegisteredListener* registration) const;
-    void add(RegisteredListener* registration);
+    void add(const RegisteredListener& registration);
+    // Removes the listener's registrations whose key satisfies `matches`.
+    template <class KeyMatches>
+    void removeRegistrations(const PSChangeListener* listener, KeyMatches matches);
 
     unsigned itsCapacity;
-    std::vector<RegisteredListener*> itsRegistrations;  // owned unless shared by a copy
-    bool itsOwnsRegistrations = true;
+    std::vector<Registration> itsRegistrations;
     ListenerByImageFrameIndex itsIndex;
 };
 

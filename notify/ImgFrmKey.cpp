@@ -1,0 +1,43 @@
+#include "refcntr/notify/ImgFrmKey.h"
+
+#include "refcntr/notify/HashTable.h"
+
+namespace refcntr {
+
+// Defined in this order: the any-image key is built from the empty string.
+const RWCString ImgFrmKey::itsEmptyString;
+const ImgFrmKey ImgFrmKey::itsAnyImageKey(ImgFrmKey::itsEmptyString);
+
+ImgFrmKey::ImgFrmKey(const RWCString& uid)
+    : itsSOPInstanceUID(uid), itsFrameNumber(0), itsCachedHash(0), itsAnyFrame(true) {}
+
+ImgFrmKey::ImgFrmKey(const RWCString& uid, int frame)
+    : itsSOPInstanceUID(uid), itsFrameNumber(frame), itsCachedHash(0), itsAnyFrame(false) {}
+
+bool ImgFrmKey::operator==(const ImgFrmKey& other) const {
+    if (!isSameImage(other)) return false;
+    if (itsSOPInstanceUID.empty()) return true;
+    if (itsAnyFrame) return other.itsAnyFrame;
+    if (other.itsAnyFrame) return false;
+    return itsFrameNumber == other.itsFrameNumber;
+}
+
+bool ImgFrmKey::operator<(const ImgFrmKey& other) const {
+    const int order = itsSOPInstanceUID.compare(other.itsSOPInstanceUID);
+    if (order != 0) return order < 0;
+    if (itsSOPInstanceUID.empty()) return false;
+    if (itsAnyFrame) return !other.itsAnyFrame;
+    if (other.itsAnyFrame) return false;
+    return itsFrameNumber < other.itsFrameNumber;
+}
+
+// Deliberately 0 for nearly every key, so an index keyed by ImgFrmKey keeps all its entries
+// in one bucket.
+unsigned ImgFrmKey::hash() const {
+    if (itsCachedHash != 0) return itsCachedHash;
+    const unsigned mixed = 7u * stringHash(itsSOPInstanceUID) + (itsAnyFrame ? 1u : 0u);
+    itsCachedHash = mixed == 0 ? unsigned(itsFrameNumber) : 0u;
+    return itsCachedHash;
+}
+
+}  // namespace refcntr

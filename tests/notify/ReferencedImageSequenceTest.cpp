@@ -1,0 +1,124 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "NotifyTestSupport.h"
+#include "refcntr/notify/ReferencedImageSequence.h"
+
+namespace refcntr {
+namespace {
+
+using test::imageReference;
+
+bool covers(const ReferencedImageSequence& images, const RWCString& uid) {
+    return images.references(ImgFrmKey(uid)) == 1;
+}
+bool covers(const ReferencedImageSequence& images, const RWCString& uid, int frame) {
+    return images.references(ImgFrmKey(uid, frame)) == 1;
+}
+
+TEST(ReferencedImageSequence, CoversListedFramesTheirImageAndAnyImage) {
+    ReferencedImageSequence images;
+    images.addItem(imageReference("U", {1, 3, 0, -2}));
+    images.addItem(imageReference("V"));
+    EXPECT_TRUE(covers(images, "U"));
+    EXPECT_TRUE(covers(images, "U", 1));
+    EXPECT_TRUE(covers(images, "U", 3));
+    EXPECT_TRUE(covers(images, "U", 0));
+    EXPECT_TRUE(covers(images, "U", -2));
+    EXPECT_FALSE(covers(images, "U", 2));
+    EXPECT_TRUE(covers(images, "V"));
+    EXPECT_FALSE(covers(images, "V", 1));  // a whole-image item reaches no frame registration
+    EXPECT_FALSE(covers(images, "W"));
+    EXPECT_TRUE(images.references(ImgFrmKey::itsAnyImageKey));
+    EXPECT_TRUE(ReferencedImageSequence().references(ImgFrmKey("", 4)));
+}
+
+TEST(ReferencedImageSequence, RemovingAnItemRemovesOneOccurrenceOfEachOfItsFrames) {
+    ReferencedImageSequence images;
+    auto* first = imageReference("U", {1});
+    auto* second = imageReference("U", {1});
+    images.addItem(first);
+    images.addItem(second);
+    images.removeItem(first);
+    EXPECT_TRUE(covers(images, "U", 1));
+    images.removeItem(second);
+    EXPECT_FALSE(covers(images, "U"));
+    EXPECT_EQ(images.getImageFrameIndex().entries(), 0u);
+}
+
+TEST(ReferencedImageSequence, RemovingTheLastFramesOfAnImageDropsItDespiteAWholeImageItem) {
+    ReferencedImageSequence images;
+    images.addItem(imageReference("U"));
+    auto* framed = imageReference("U", {2});
+    images.addItem(framed);
+    images.removeItem(framed);
+    EXPECT_EQ(images.length(), 1u);
+    EXPECT_FALSE(covers(images, "U"));
+}
+
+TEST(ReferencedImageSequence, IgnoresItemsItDoesNotHold) {
+    ReferencedImageSequence images;
+    images.addItem(imageReference("U", {1}));
+    std::unique_ptr<ReferencedImageSequenceItem> stranger(imageReference("U", {1}));
+    images.removeItem(stranger.get());
+    images.removeItem(nullptr);
+    images.addItem(nullptr);
+    EXPECT_EQ(images.length(), 1u);
+    EXPECT_TRUE(covers(images, "U", 1));
+}
+
+TEST(ReferencedImageSequence, SizesItsTablesByFiveQuartersOfTheirEntries) {
+    ReferencedImageSequence images;
+    EXPECT_EQ(images.getImageFrameIndex().buckets(), 64u);
+    images.addItem(imageReference("U", {1, 2, 3}));
+    images.addItem(imageReference("V"));
+    EXPECT_EQ(images.getImageFrameIndex().find("U")->buckets(), 4u);
+    EXPECT_EQ(images.getImageFrameIndex().find("V")->buckets(), 2u);
+    images.addItem(imageReference("U", {4, 5, 6, 7, 8, 9, 10, 11, 12, 13}));
+    EXPECT_EQ(images.getImageFrameIndex().find("U")->buckets(), 17u);
+    EXPECT_EQ(images.getImageFrameIndex().find("U")->entries(), 13u);
+
+    images.resize(100);
+    EXPECT_EQ(images.getImageFrameIndex().buckets(), 125u);
+    EXPECT_TRUE(covers(images, "U", 13));
+    images.resize(1);  // below the length: items stay, the index follows n
+    EXPECT_EQ(images.length(), 3u);
+    EXPECT_EQ(images.getImageFrameIndex().buckets(), 2u);
+    EXPECT_TRUE(covers(images, "V"));
+
+    images.clearAndDestroy();
+    EXPECT_EQ(images.length(), 0u);
+    EXPECT_EQ(images.getImageFrameIndex().buckets(), 80u);
+    EXPECT_FALSE(covers(images, "U"));
+}
+
+TEST(ReferencedImageSequence, CopiesOwnTheirItemsAndIndex) {
+    auto source = std::make_unique<ReferencedImageSequence>();
+    source->addItem(imageReference("U", {1}));
+    source->addItem(imageReference("V"));
+    source->resize(8);
+    ReferencedImageSequence copy(*source);
+    ReferencedImageSequence assigned;
+    assigned.addItem(imageReference("W"));
+    assigned = *source;
+    ReferencedImageSequence& self = assigned;
+    assigned = self;
+
+    EXPECT_EQ(copy.getImageFrameIndex().buckets(), 10u);
+    EXPECT_EQ(assigned.getImageFrameIndex().buckets(), 10u);
+    EXPECT_NE(copy.at(0), source->at(0));
+    EXPECT_NE(assigned.at(0), source->at(0));
+    EXPECT_EQ(copy.at(0)->getPSChangeHandler(), &copy);
+    EXPECT_FALSE(covers(assigned, "W"));
+    source->removeItem(source->at(0));
+    source.reset();
+    for (const ReferencedImageSequence* images : {&copy, &assigned}) {
+        EXPECT_EQ(images->length(), 2u);
+        EXPECT_TRUE(covers(*images, "U", 1));
+        EXPECT_TRUE(covers(*images, "V"));
+    }
+}
+
+}  // namespace
+}  // namespace refcntr
