@@ -1,0 +1,184 @@
+// A sequence whose items apply to the images their Referenced Image Sequence names (or to all
+// images when it names none), indexed so that a viewer can ask which items apply to an image
+// frame. The displayed-area, graphic annotation, softcopy VOI LUT and referenced-series
+// sequences derive from ImageIndexedSequence<Item>.
+#pragma once
+
+#include <algorithm>
+#include <functional>
+#include <vector>
+
+#include "refcntr/core/Sequence.h"
+#include "refcntr/notify/HashTable.h"
+#include "refcntr/notify/ImgFrmKey.h"
+
+namespace refcntr {
+
+class ReferencedImageSequence;
+
+// The untyped part of ImageIndexedSequence: from image-and-frame key to the items filed under
+// it. Three kinds of key: (UID, frame) for a referenced frame, (UID) any frame for an image
+// referenced without frames, the any-image key for an item that references no image. An
+// entry whose list becomes empty is dropped.
+class ImageItemIndex {
+public:
+    using ItemList = std::vector<SequenceItem*>;
+    // Told the number of keys an item is about to be filed under, before each group of keys.
+    using BeforeFiling = std::function<void(unsigned keyCount)>;
+
+    explicit ImageItemIndex(unsigned buckets = 64);
+    ImageItemIndex(const ImageItemIndex&) = delete;
+    ImageItemIndex& operator=(const ImageItemIndex&) = delete;
+    ~ImageItemIndex();
+
+    // Files `item` under every key that `images` yields, once per occurrence, in order:
+    // the any-image key when `images` is absent or empty; otherwise per referenced image
+    // either (UID, f) for each of its frames or (UID) when it lists none.
+    void file(SequenceItem* item, const ReferencedImageSequence& images, const BeforeFiling& beforeFiling);
+    // Removes every occurrence of `item` from every entry (also from keys that its referenced
+    // images no longer name, so the index never keeps a pointer to a removed item).
+    void unfile(const SequenceItem* item);
+    // Removes every entry; the bucket count stays.
+    void clear() { itsEntries.clear(); }
+    // Removes every entry and sets the bucket count.
+    void reset(unsigned buckets);
+    // Doubles the bucket count when it is below `count` x 1.25, rounded to the nearest integer.
+    void grow(unsigned count);
+
+    const ItemList* find(const ImgFrmKey& key) const { return itsEntries.find(key); }
+    // (uid, frame), else (uid) any frame, else (only for an empty uid) the any-image entry.
+    const ItemList* lookup(const RWCString& uid, int frame) const;
+    // (uid) any frame, else (only for a non-empty uid) the any-image entry.
+    const ItemList* lookup(const RWCString& uid) const;
+
+    unsigned entries() const { return itsEntries.entries(); }
+    unsigned buckets() const { return itsEntries.buckets(); }
+
+private:
+    struct KeyHash {
+        unsigned operator()(const ImgFrmKey& key) const { return key.hash(); }
+    };
+
+    // The any-image key is built from it.
+    static const RWCString itsEmptyString;
+
+    ItemList& entryFor(const ImgFrmKey& key);
+
+    HashTable<ImgFrmKey, ItemList, KeyHash> itsEntries;
+};
+
+// T is a SequenceItem with `const ReferencedImageSequence& getReferencedImageSequenceElement() const`.
+template <class T>
+class ImageIndexedSequence : public Sequence<T> {
+public:
+    // Room for 64 items, an index of 64 buckets.
+    ImageIndexedSequence() : Sequence<T>(64) {}
+    // Copies of the items, filed as they are added; the index starts with the source's bucket count.
+    ImageIndexedSequence(const ImageIndexedSequence& other);
+    // Silent like Sequence<T>'s; the overrides below keep the index in step.
+    ImageIndexedSequence& operator=(const ImageIndexedSequence& other);
+
+    // Files the item, then appends it (so the parent, when told, can already look it up).
+    // A null item is ignored.
+    void addItem(T* item) override;
+    // Unfiles the item, then removes (and deletes) it.
+    void removeItem(T* item) override;
+    // Empties the index, then deletes every item.
+    void clearAndDestroy() override;
+    // Resets the index to 64 buckets, then clearAndDestroy.
+    void removeAllItems();
+
+    using Sequence<T>::resize;
+    // Room for itemCount items when that exceeds the length; doubles the index's bucket count
+    // when it is below 1.25 x the larger count.
+    void resize(unsigned itemCount, unsigned entryCount);
+
+    // The items filed under (uid, frame), else under (uid), else (only for an empty uid) those
+    // filed under the any-image key. Exact frames hide whole images, which hide all images.
+    void getItems(RWTPtrOrderedVector<T>& result, const RWCString& uid, int frame) const;
+    // The items filed under (uid), else (only for a non-empty uid) the any-image items.
+    void getItems(RWTPtrOrderedVector<T>& result, const RWCString& uid) const;
+
+    const ImageItemIndex& getImageIndex() const { return itsIndex; }
+
+private:
+    void fill(RWTPtrOrderedVector<T>& result, const ImageItemIndex::ItemList* items) const;
+
+    ImageItemIndex itsIndex;
+};
+
+template <class T>
+ImageIndexedSequence<T>::ImageIndexedSequence(const ImageIndexedSequence& other)
+    : Sequence<T>(other.length()), itsIndex(other.itsIndex.buckets()) {
+    this->setPresent(other.isPresent());
+    for (const T* item : other.items()) addItem(new T(*item));
+}
+
+template <class T>
+ImageIndexedSequence<T>& ImageIndexedSequence<T>::operator=(const ImageIndexedSequence& other) {
+    Sequence<T>::operator=(other);
+    return *this;
+}
+
+template <class T>
+void ImageIndexedSequence<T>::addItem(T* item) {
+    if (!item) return;
+    const unsigned lengthWithItem = this->length() + 1;
+    itsIndex.file(item, item->getReferencedImageSequenceElement(), [this, lengthWithItem](unsigned keyCount) {
+        resize(lengthWithItem + keyCount, itsIndex.entries() + keyCount);
+    });
+    Sequence<T>::addItem(item);
+}
+
+template <class T>
+void ImageIndexedSequence<T>::removeItem(T* item) {
+    if (!item) return;
+    itsIndex.unfile(item);
+    Sequence<T>::removeItem(item);
+}
+
+template <class T>
+void ImageIndexedSequence<T>::clearAndDestroy() {
+    itsIndex.clear();
+    Sequence<T>::clearAndDestroy();
+}
+
+template <class T>
+void ImageIndexedSequence<T>::removeAllItems() {
+    itsIndex.reset(64);
+    clearAndDestroy();
+}
+
+template <class T>
+void ImageIndexedSequence<T>::resize(unsigned itemCount, unsigned entryCount) {
+    if (itemCount > this->length()) Sequence<T>::resize(itemCount);
+    itsIndex.grow(std::max(itemCount, entryCount));
+}
+
+template <class T>
+void ImageIndexedSequence<T>::getItems(RWTPtrOrderedVector<T>& result, const RWCString& uid, int frame) const {
+    fill(result, this->length() ? itsIndex.lookup(uid, frame) : nullptr);
+}
+
+template <class T>
+void ImageIndexedSequence<T>::getItems(RWTPtrOrderedVector<T>& result, const RWCString& uid) const {
+    fill(result, this->length() ? itsIndex.lookup(uid) : nullptr);
+}
+
+// Without items the result is emptied and never keeps more than room for 64.
+template <class T>
+void ImageIndexedSequence<T>::fill(RWTPtrOrderedVector<T>& result, const ImageItemIndex::ItemList* items) const {
+    if (!items) {
+        result.clear();
+        if (result.capacity() > 64) {
+            RWTPtrOrderedVector<T>().swap(result);
+            result.reserve(64);
+        }
+        return;
+    }
+    result.resize(items->size());
+    std::transform(items->begin(), items->end(), result.begin(),
+                   [](SequenceItem* item) { return static_cast<T*>(item); });
+}
+
+}  // namespace refcntr

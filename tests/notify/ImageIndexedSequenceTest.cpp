@@ -1,0 +1,178 @@
+#include <gtest/gtest.h>
+
+#include <initializer_list>
+#include <memory>
+#include <utility>
+
+#include "NotifyTestSupport.h"
+#include "refcntr/core/PSChangeHandler.h"
+#include "refcntr/notify/ImageIndexedSequence.h"
+
+namespace refcntr {
+namespace {
+
+using test::imageReference;
+
+// An item that applies to the images of its referenced image sequence.
+class ImageBoundItem : public SequenceItem {
+public:
+    ImageBoundItem() = default;
+    ImageBoundItem(const ImageBoundItem& other) : SequenceItem(), itsImages(other.itsImages) {}
+    ReferencedImageSequence& getReferencedImageSequenceElement() { return itsImages; }
+    const ReferencedImageSequence& getReferencedImageSequenceElement() const { return itsImages; }
+
+private:
+    ReferencedImageSequence itsImages;
+};
+
+using ImageBoundSequence = ImageIndexedSequence<ImageBoundItem>;
+using Items = RWTPtrOrderedVector<ImageBoundItem>;
+
+// An item referencing each (uid, frames) given; none: all images.
+ImageBoundItem* itemFor(std::initializer_list<std::pair<const char*, std::initializer_list<int>>> references = {}) {
+    auto* item = new ImageBoundItem;
+    for (const auto& [uid, frames] : references)
+        item->getReferencedImageSequenceElement().addItem(imageReference(uid, frames));
+    return item;
+}
+
+Items itemsFor(const ImageBoundSequence& sequence, const RWCString& uid, int frame) {
+    Items result;
+    sequence.getItems(result, uid, frame);
+    return result;
+}
+Items itemsFor(const ImageBoundSequence& sequence, const RWCString& uid) {
+    Items result;
+    sequence.getItems(result, uid);
+    return result;
+}
+
+TEST(ImageIndexedSequence, ExactFramesHideWholeImagesWhichHideAllImages) {
+    ImageBoundSequence sequence;
+    ImageBoundItem* everywhere = itemFor();
+    ImageBoundItem* framesOfU = itemFor({{"U", {1, 3}}});
+    ImageBoundItem* wholeV = itemFor({{"V", {}}});
+    ImageBoundItem* frameOfV = itemFor({{"V", {2}}, {"U", {3}}});
+    for (ImageBoundItem* item : {everywhere, framesOfU, wholeV, frameOfV}) sequence.addItem(item);
+
+    EXPECT_EQ(itemsFor(sequence, "U", 1), Items{framesOfU});
+    EXPECT_EQ(itemsFor(sequence, "U", 3), (Items{framesOfU, frameOfV}));
+    EXPECT_EQ(itemsFor(sequence, "U", 2), Items{});
+    EXPECT_EQ(itemsFor(sequence, "V", 2), Items{frameOfV});
+    EXPECT_EQ(itemsFor(sequence, "V", 5), Items{wholeV});
+    EXPECT_EQ(itemsFor(sequence, "V"), Items{wholeV});
+}
+
+TEST(ImageIndexedSequence, FrameLookupFallsBackToAllImagesOnlyForAnEmptyUidImageLookupOnlyForAGivenUid) {
+    ImageBoundSequence sequence;
+    ImageBoundItem* everywhere = itemFor();
+    sequence.addItem(itemFor({{"U", {1}}}));
+    sequence.addItem(everywhere);
+    EXPECT_EQ(itemsFor(sequence, "", 7), Items{everywhere});
+    EXPECT_EQ(itemsFor(sequence, "X", 1), Items{});
+    EXPECT_EQ(itemsFor(sequence, "X"), Items{everywhere});
+    EXPECT_EQ(itemsFor(sequence, "U"), Items{everywhere});  // U has frame entries only
+    EXPECT_EQ(itemsFor(sequence, ""), Items{everywhere});
+}
+
+TEST(ImageIndexedSequence, LookupOnAnEmptySequenceEmptiesTheResultWithoutGrowingIt) {
+    ImageBoundSequence sequence;
+    ImageBoundItem placeholder;
+    Items small{&placeholder};
+    sequence.getItems(small, "", 1);
+    EXPECT_TRUE(small.empty());
+    EXPECT_EQ(small.capacity(), 1u);
+    Items large(200, &placeholder);
+    sequence.getItems(large, "U");
+    EXPECT_TRUE(large.empty());
+    EXPECT_EQ(large.capacity(), 64u);
+}
+
+TEST(ImageIndexedSequence, RemovingTheLastItemOfAKeyDropsItsEntrySoLookupFallsBack) {
+    ImageBoundSequence sequence;
+    ImageBoundItem* frame = itemFor({{"U", {1}}});
+    ImageBoundItem* whole = itemFor({{"U", {}}});
+    sequence.addItem(frame);
+    sequence.addItem(whole);
+    sequence.addItem(nullptr);
+    sequence.removeItem(nullptr);
+    sequence.removeItem(frame);
+    EXPECT_EQ(sequence.length(), 1u);
+    EXPECT_EQ(sequence.getImageIndex().entries(), 1u);
+    EXPECT_EQ(itemsFor(sequence, "U", 1), Items{whole});
+}
+
+TEST(ImageIndexedSequence, RemovalUnfilesAnItemWhoseReferencesChangedSinceItWasAdded) {
+    ImageBoundSequence sequence;
+    ImageBoundItem* item = itemFor({{"U", {1}}});
+    sequence.addItem(item);
+    item->getReferencedImageSequenceElement().clearAndDestroy();
+    sequence.removeItem(item);
+    EXPECT_EQ(sequence.getImageIndex().entries(), 0u);
+    EXPECT_EQ(itemsFor(sequence, "U", 1), Items{});
+}
+
+TEST(ImageIndexedSequence, ClearingEmptiesTheIndexAndRemoveAllItemsResetsItsBuckets) {
+    ImageBoundSequence sequence;
+    for (int image = 0; image < 60; ++image) sequence.addItem(itemFor({{"U", {image}}}));
+    EXPECT_EQ(sequence.getImageIndex().buckets(), 128u);
+    sequence.clearAndDestroy();
+    EXPECT_EQ(sequence.getImageIndex().entries(), 0u);
+    EXPECT_EQ(sequence.getImageIndex().buckets(), 128u);
+    sequence.addItem(itemFor());
+    sequence.removeAllItems();
+    EXPECT_EQ(sequence.length(), 0u);
+    EXPECT_EQ(sequence.getImageIndex().entries(), 0u);
+    EXPECT_EQ(sequence.getImageIndex().buckets(), 64u);
+}
+
+TEST(ImageIndexedSequence, ResizeReservesItemsAndDoublesBucketsOnceBelowFiveQuartersOfTheLargerCount) {
+    ImageBoundSequence sequence;
+    sequence.resize(10, 51);  // 63.75 rounds to 64
+    EXPECT_EQ(sequence.getImageIndex().buckets(), 64u);
+    sequence.resize(52, 0);  // 65
+    EXPECT_EQ(sequence.getImageIndex().buckets(), 128u);
+    EXPECT_GE(sequence.items().capacity(), 52u);
+    sequence.resize(0, 1000);
+    EXPECT_EQ(sequence.getImageIndex().buckets(), 256u);
+}
+
+TEST(ImageIndexedSequence, CopiesAndAssignmentsIndexTheirOwnItems) {
+    auto source = std::make_unique<ImageBoundSequence>();
+    source->addItem(itemFor({{"U", {1}}}));
+    source->addItem(itemFor());
+    source->resize(0, 100);
+    ImageBoundSequence copy(*source);
+    ImageBoundSequence assigned;
+    assigned.addItem(itemFor({{"W", {}}}));
+    assigned = *source;
+    EXPECT_EQ(copy.getImageIndex().buckets(), 128u);
+    source.reset();
+    for (const ImageBoundSequence* sequence : {&copy, &assigned}) {
+        EXPECT_EQ(itemsFor(*sequence, "U", 1), Items{sequence->items()[0]});
+        EXPECT_EQ(itemsFor(*sequence, "W"), Items{sequence->items()[1]});
+        EXPECT_EQ(sequence->getImageIndex().entries(), 2u);
+    }
+}
+
+// The parent, told of an added item, can already find it.
+class LookingUpParent : public PSChangeHandler {
+public:
+    void sequenceItemAdded(const RWCString&, const SequenceBase* sequence, const SequenceItem*,
+                           const ReferencedImageSequence*) override {
+        static_cast<const ImageBoundSequence*>(sequence)->getItems(found, "U", 1);
+    }
+    Items found;
+};
+
+TEST(ImageIndexedSequence, AnAddedItemIsFiledBeforeTheParentIsTold) {
+    LookingUpParent parent;
+    ImageBoundSequence sequence;
+    sequence.setPSChangeHandler(parent);
+    ImageBoundItem* item = itemFor({{"U", {1}}});
+    sequence.addItem(item);
+    EXPECT_EQ(parent.found, Items{item});
+}
+
+}  // namespace
+}  // namespace refcntr
