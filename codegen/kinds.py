@@ -110,7 +110,7 @@ class Scalar(Kind):
 
     def dump(self, c):
         cast = "double" if self.cpp_type in ("double", "FLOAT") else "long long"
-        return [f'dump.number("{c.member}", itsPresence.test({c.bit}), {cast}({c.member}));']
+        return [f'dump.number("{c.member}", itsPresence.test({c.bit}), static_cast<{cast}>({c.member}));']
 
 
 class Text(Kind):

@@ -13,7 +13,11 @@ class Sequence : public SequenceBase {
 public:
     using ItemType = T;
 
-    explicit Sequence(unsigned size) { itsItems.reserve(size); }
+    // `size` is the room the container library would reserve up front. Nothing is reserved
+    // here: most sequences of a presentation state hold one or two items, and a big state
+    // holds tens of thousands of sequences; the vector grows as items come, and readers
+    // reserve ahead with resize() when they know the count.
+    explicit Sequence(unsigned size) { (void)size; }
     // Deep copy: a copy of each item, added in order; no parent, no listeners.
     Sequence(const Sequence& other);
     // Silent: clears the parent first, so the former parent hears nothing.

@@ -21,6 +21,19 @@ const std::map<std::string, std::string> spelledDifferently = {
     // The interface keeps a lower-case "t" in these two names.
     {"AttributeModificationDatetime", "AttributeModificationDateTime"},
     {"HangingProtocolCreationDatetime", "HangingProtocolCreationDateTime"},
+    // The interface names these after older or shorter attribute names (singular for plural,
+    // without "The" or "NameOf").
+    {"CommentsOnPerformedProcedureStep", "CommentsOnThePerformedProcedureStep"},
+    {"OperatorName", "OperatorsName"},
+    {"OtherPatientID", "OtherPatientIDs"},
+    {"OtherPatientIDSequence", "OtherPatientIDsSequence"},
+    {"PhysicianOfRecord", "PhysiciansOfRecord"},
+    {"PhysicianOfRecordIdentificationSequence", "PhysiciansOfRecordIdentificationSequence"},
+    {"PhysicianReadingStudy", "NameOfPhysiciansReadingStudy"},
+    {"PhysicianReadingStudyIdentificationSequence", "PhysiciansReadingStudyIdentificationSequence"},
+    {"ReasonForRequestedProcedure", "ReasonForTheRequestedProcedure"},
+    {"SOPAuthorizationDateAndTime", "SOPAuthorizationDateTime"},
+    {"SoftwareVersion", "SoftwareVersions"},
 };
 
 // DCMTK's VR names, with its internal ones spelled as the choices they stand for.
@@ -44,7 +57,7 @@ std::vector<Row> everyRow() {
     auto add = [&rows](const ClassDescription& description) {
         for (unsigned i = 0; i < description.attributeCount; ++i) rows.push_back({&description, &description.attributes[i]});
     };
-    auto addAll = [&add](auto... descriptions) { (add(descriptions), ...); };
+    auto addAll = [&add](const auto&... descriptions) { (add(descriptions), ...); };
     generated::Items<std::tuple>* items = nullptr;
     generated::Modules<std::tuple>* modules = nullptr;
     auto visit = [&addAll](auto* tuple) {
