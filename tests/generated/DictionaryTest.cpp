@@ -27,6 +27,7 @@ const std::map<std::string, std::string> spelledDifferently = {
     {"OperatorName", "OperatorsName"},
     {"OtherPatientID", "OtherPatientIDs"},
     {"OtherPatientIDSequence", "OtherPatientIDsSequence"},
+    {"OtherPatientName", "OtherPatientNames"},
     {"PhysicianOfRecord", "PhysiciansOfRecord"},
     {"PhysicianOfRecordIdentificationSequence", "PhysiciansOfRecordIdentificationSequence"},
     {"PhysicianReadingStudy", "NameOfPhysiciansReadingStudy"},
