@@ -3,10 +3,13 @@
 // default otherwise; reading never throws for a missing or unreadable value.
 #pragma once
 
+#include <algorithm>
+
 #include "refcntr/core/ContainerUtils.h"
 #include "refcntr/core/OwnedArray.h"
 #include "refcntr/platform/AETitle.h"
 #include "refcntr/platform/DICOMDataObject.h"
+#include "refcntr/platform/MDDEntry.h"
 #include "refcntr/platform/SequenceVR.h"
 #include "refcntr/platform/VRAccess.h"
 
@@ -39,7 +42,9 @@ bool copyRawValues(const DICOMDataObject& data, const VR& element, void* destina
 
 // Raw binary values (US, SS, SL, FL, OW, OB, AT ...) copied into native order. The count is the
 // value length divided by the value size (CountUnit::Values) or the value length itself
-// (CountUnit::Bytes); a trailing partial value is ignored.
+// (CountUnit::Bytes); a trailing partial value is ignored. Values are swapped by the wider of
+// the element's VR and T, as the writers swap by the VR: OW pixel data held as bytes is
+// swapped by words.
 template <class T, CountUnit Unit>
 bool readRawArray(const DICOMDataObject& data, const VR* element, OwnedArray<T, Unit>& values) {
     if (!element) return false;
@@ -47,7 +52,8 @@ bool readRawArray(const DICOMDataObject& data, const VR* element, OwnedArray<T, 
     const unsigned count = Unit == CountUnit::Values ? unsigned(length / sizeof(T)) : unsigned(length);
     T* buffer = count ? new T[OwnedArray<T, Unit>::allocationFor(count)]() : nullptr;
     const UINT32 bytes = Unit == CountUnit::Values ? UINT32(count * sizeof(T)) : length;
-    if (!copyRawValues(data, *element, buffer, bytes, sizeof(T))) {
+    const unsigned width = std::max<unsigned>(sizeof(T), MDDEntry::ValueWidth(element->GetVRCode()));
+    if (!copyRawValues(data, *element, buffer, bytes, width)) {
         delete[] buffer;
         return false;
     }
