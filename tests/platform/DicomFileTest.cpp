@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -440,6 +441,49 @@ TEST_F(BadFiles, FileCutInHalf) {
         EXPECT_NE(std::string::npos, message.find(path)) << message;
         EXPECT_NE(std::string::npos, message.find("truncated")) << message;
     }
+}
+
+TEST_F(BadFiles, DamagedCopiesOfTheSampleReadOrThrowButNeverCrash) {
+    const std::string sample = testfiles::readWholeFile(std::string(REFCNTR_BINARY_DIR) + "/samples/grayscale-presentation-state.dcm");
+    ASSERT_GT(sample.size(), 1000u);
+    std::mt19937 random(4471);
+    const std::string path = directory.File("damaged.dcm");
+    for (int round = 0; round < 300; ++round) {
+        std::string damaged = sample;
+        if (round % 3 == 0) damaged.resize(133 + random() % (sample.size() - 133));
+        for (int flips = 0; flips < 4; ++flips) damaged[132 + random() % (damaged.size() - 132)] = char(random());
+        testfiles::writeWholeFile(path, damaged);
+        try {
+            readDicomFile(path);
+        } catch (const RuntimeException& error) {
+            EXPECT_NE(std::string::npos, std::string(error.what()).find(path));
+        }
+    }
+}
+
+TEST_F(BadFiles, EncapsulatedPixelDataIsRefusedByName) {
+    DcmFileFormat file;
+    DcmDataset& image = *file.getDataset();
+    image.putAndInsertString(DCM_SOPClassUID, UID_SecondaryCaptureImageStorage);
+    image.putAndInsertString(DCM_SOPInstanceUID, "2.25.77");
+    image.putAndInsertString(DCM_PhotometricInterpretation, "MONOCHROME2");
+    image.putAndInsertUint16(DCM_SamplesPerPixel, 1);
+    image.putAndInsertUint16(DCM_Rows, 8);
+    image.putAndInsertUint16(DCM_Columns, 8);
+    image.putAndInsertUint16(DCM_BitsAllocated, 16);
+    image.putAndInsertUint16(DCM_BitsStored, 12);
+    image.putAndInsertUint16(DCM_HighBit, 11);
+    image.putAndInsertUint16(DCM_PixelRepresentation, 0);
+    std::vector<Uint16> pixels(64, 0x0123);
+    image.putAndInsertUint16Array(DCM_PixelData, pixels.data(), 64);
+    const std::string plain = directory.File("plain.dcm");
+    const std::string compressed = directory.File("rle.dcm");
+    ASSERT_TRUE(file.saveFile(plain.c_str(), EXS_LittleEndianExplicit).good());
+    ASSERT_EQ(0, testfiles::runCommand(dcmtkTool("dcmcrle") + " " + testfiles::quoted(plain) + " " +
+                                       testfiles::quoted(compressed)));
+    const std::string message = readFailure(compressed);
+    EXPECT_NE(std::string::npos, message.find(compressed)) << message;
+    EXPECT_NE(std::string::npos, message.find("encapsulated pixel data")) << message;
 }
 
 TEST_F(BadFiles, WriteIntoMissingDirectoryThrowsAndLeavesNothing) {
