@@ -35,6 +35,14 @@ const std::map<std::string, std::string> spelledDifferently = {
     {"ReasonForRequestedProcedure", "ReasonForTheRequestedProcedure"},
     {"SOPAuthorizationDateAndTime", "SOPAuthorizationDateTime"},
     {"SoftwareVersion", "SoftwareVersions"},
+    // The directory's offsets, the presentation creator and the descriptor file's character
+    // set keep the shorter names of the interface.
+    {"NextDirectoryRecordOffset", "OffsetOfTheNextDirectoryRecord"},
+    {"LowerLevelDirectoryOffset", "OffsetOfReferencedLowerLevelDirectoryEntity"},
+    {"RootDirectoryFirstRecord", "OffsetOfTheFirstDirectoryRecordOfTheRootDirectoryEntity"},
+    {"RootDirectoryLastRecord", "OffsetOfTheLastDirectoryRecordOfTheRootDirectoryEntity"},
+    {"ContentCreatorsName", "ContentCreatorName"},
+    {"FileSetCharacterSet", "SpecificCharacterSetOfFileSetDescriptorFile"},
 };
 
 // DCMTK's VR names, with its internal ones spelled as the choices they stand for.
