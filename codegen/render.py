@@ -157,7 +157,7 @@ class Renderer:
             private.append(f"PresenceBits<{places}> itsPresence;")
             for context in self.contexts(container):
                 for member_type, member in KINDS[context.attribute.kind].members(context):
-                    private.append(f"{member_type} {member};")
+                    private.append(f"{member_type} {member}{{}};")
         else:
             private += [f"{child.class_name}* {child.member} = nullptr;" for child in container.children]
         lines += ["    " + line if line else "" for line in private]
@@ -285,7 +285,7 @@ class Renderer:
             body = ["AttributeDump dump(indent);"]
             for context in contexts:
                 body += KINDS[context.attribute.kind].dump(context)
-            body.append("return dump.result();")
+            body.append("return dump.take();")
             out += self.function(f"RWCString {name}::toString(int indent) const", body)
         else:
             out += self.function(f"RWCString {name}::toString(int) const", ["return RWCString();"])
@@ -390,7 +390,7 @@ class Renderer:
                              [f"if ({c.member}) {c.member}->save(data);" for c in children])
         dump = "module" if container.kind == "entity" else "child"
         body = ["AttributeDump dump(indent);"] + [f'dump.{dump}("{c.member}", {c.member});' for c in children]
-        out += self.function(f"RWCString {name}::toString(int indent) const", body + ["return dump.result();"])
+        out += self.function(f"RWCString {name}::toString(int indent) const", body + ["return dump.take();"])
         out += self.function(f"void {name}::elementUpdated(const RWCString& path, const ReferencedImageSequence* images)",
                              [f'PSChangeHandler::elementUpdated("{name}." + path, images);'])
         for c in children:

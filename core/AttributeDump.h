@@ -3,6 +3,8 @@
 // container's indentation, no indentation before the first line and no newline after the last.
 #pragma once
 
+#include <utility>
+
 #include "refcntr/core/OwnedArray.h"
 #include "refcntr/platform/AETitle.h"
 #include "refcntr/platform/Types.h"
@@ -42,6 +44,8 @@ public:
     void child(const char* name, const PSChangeHandler* child);
 
     const RWCString& result() const { return itsResult; }
+    // The dump, moved out; the object is done with.
+    RWCString take() { return std::move(itsResult); }
 
 private:
     void startLine(const char* name);

@@ -55,8 +55,17 @@ public:
     unsigned buckets() const { return itsEntries.buckets(); }
 
 private:
+    // Spreads keys over the buckets by image and frame, so that filing and looking up an item
+    // cost the same in a sequence of ten thousand items as in one of ten. (ImgFrmKey::hash puts
+    // nearly every key in one bucket; the listener index keeps it, but here it would make
+    // reading a large presentation state quadratic.) Keys equal under ImgFrmKey::operator==
+    // hash alike: every any-image key to 0, an any-frame key apart from the frames of its image.
     struct KeyHash {
-        unsigned operator()(const ImgFrmKey& key) const { return key.hash(); }
+        unsigned operator()(const ImgFrmKey& key) const {
+            if (key.isAnyImageKey()) return 0;
+            const unsigned frame = key.isAnyFrameKey() ? 0x9E3779B9u : unsigned(key.getFrameNumber()) * 2654435761u;
+            return stringHash(key.sopInstanceUID()) ^ frame;
+        }
     };
 
     // The any-image key is built from it.
