@@ -1,4 +1,5 @@
-// The whole public interface of refcntr.
+// The whole public interface of refcntr: the data-object layer, the container core, the
+// notification layer and every generated container class.
 #pragma once
 
 #include "refcntr/platform/AETitle.h"
@@ -12,3 +13,23 @@
 #include "refcntr/platform/Types.h"
 #include "refcntr/platform/VR.h"
 #include "refcntr/platform/VRAccess.h"
+
+#include "refcntr/core/ClassDescription.h"
+#include "refcntr/core/CompositeIOD.h"
+#include "refcntr/core/ContainerUtils.h"
+#include "refcntr/core/InformationEntity.h"
+#include "refcntr/core/MVRFactory.h"
+#include "refcntr/core/Module.h"
+#include "refcntr/core/PSChangeHandler.h"
+#include "refcntr/core/RefCntrException.h"
+#include "refcntr/core/Sequence.h"
+#include "refcntr/core/SequenceBase.h"
+#include "refcntr/core/SequenceItem.h"
+
+#include "refcntr/notify/ImageIndexedSequence.h"
+#include "refcntr/notify/ImgFrmKey.h"
+#include "refcntr/notify/ListenerRegistry.h"
+#include "refcntr/notify/PSChangeListener.h"
+#include "refcntr/notify/ReferencedImageSequence.h"
+
+#include "refcntr/codegen/Containers.h"

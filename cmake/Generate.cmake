@@ -30,10 +30,11 @@ function(refcntr_generate_all)
     list(APPEND sources ${REFCNTR_GENERATED_ROOT}/refcntr/${folder}/${name}.cpp)
   endforeach()
   set(class_list ${REFCNTR_GENERATED_ROOT}/refcntr/codegen/GeneratedClassList.h)
+  set(all_containers ${REFCNTR_GENERATED_ROOT}/refcntr/codegen/Containers.h)
   set(stamp ${REFCNTR_GENERATED_ROOT}/generate.stamp)
   add_custom_command(
     OUTPUT ${stamp}
-    BYPRODUCTS ${headers} ${sources} ${class_list}
+    BYPRODUCTS ${headers} ${sources} ${class_list} ${all_containers}
     COMMAND ${Python3_EXECUTABLE} ${REFCNTR_GENERATOR}
             --source-root ${CMAKE_SOURCE_DIR} --output-root ${REFCNTR_GENERATED_ROOT}
             ${schemas}
@@ -43,7 +44,7 @@ function(refcntr_generate_all)
     VERBATIM)
   add_custom_target(refcntr_generated DEPENDS ${stamp})
   add_dependencies(refcntr refcntr_generated)
-  set_source_files_properties(${headers} ${sources} ${class_list} PROPERTIES GENERATED TRUE)
+  set_source_files_properties(${headers} ${sources} ${class_list} ${all_containers} PROPERTIES GENERATED TRUE)
   target_sources(refcntr PRIVATE ${sources})
-  set_property(GLOBAL PROPERTY REFCNTR_GENERATED_HEADERS ${headers})
+  set_property(GLOBAL PROPERTY REFCNTR_GENERATED_HEADERS ${headers} ${all_containers})
 endfunction()

@@ -4,8 +4,8 @@
     generate.py --source-root DIR --output-root DIR SCHEMA...
 
 For each schema <folder>/<Name>.schema it writes <output-root>/refcntr/<folder>/<Name>.h and
-.cpp, and <output-root>/refcntr/codegen/GeneratedClassList.h listing every generated class
-for the tests. Every schema is read and checked before anything is written; a file is
+.cpp; <output-root>/refcntr/codegen/Containers.h includes every generated header, and
+GeneratedClassList.h beside it lists every generated class for the tests. Every schema is read and checked before anything is written; a file is
 rewritten only when its content changes. Errors name the schema file and line.
 """
 
@@ -17,7 +17,7 @@ sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 
 from render import Renderer  # noqa: E402
 from schema import SchemaError, parse_file, resolve  # noqa: E402
-from classlist import render_class_list  # noqa: E402
+from classlist import render_all_containers, render_class_list  # noqa: E402
 
 
 def write_if_changed(path, text):
@@ -55,8 +55,9 @@ def main(arguments):
             base = os.path.join(options.output_root, "refcntr", schema.folder, schema.stem)
             outputs[base + ".h"] = renderer.header()
             outputs[base + ".cpp"] = renderer.source()
-        outputs[os.path.join(options.output_root, "refcntr", "codegen", "GeneratedClassList.h")] = \
-            render_class_list(schemas)
+        codegen_output = os.path.join(options.output_root, "refcntr", "codegen")
+        outputs[os.path.join(codegen_output, "Containers.h")] = render_all_containers(schemas)
+        outputs[os.path.join(codegen_output, "GeneratedClassList.h")] = render_class_list(schemas)
     except SchemaError as problem:
         print(f"error: {problem}", file=sys.stderr)
         return 1
