@@ -18,6 +18,13 @@ namespace {
 
 // Names this library spells differently from the dictionary, and why.
 const std::map<std::string, std::string> spelledDifferently = {
+    // The presentation items abbreviate the corners of areas and boxes (top left and bottom
+    // right hand corner), and the display shutter drops "The" from the polygon's vertices.
+    {"DisplayedAreaTLHC", "DisplayedAreaTopLeftHandCorner"},
+    {"DisplayedAreaBRHC", "DisplayedAreaBottomRightHandCorner"},
+    {"BoundingBoxTLHC", "BoundingBoxTopLeftHandCorner"},
+    {"BoundingBoxBRHC", "BoundingBoxBottomRightHandCorner"},
+    {"VerticesOfPolygonalShutter", "VerticesOfThePolygonalShutter"},
     // The interface keeps a lower-case "t" in these two names.
     {"AttributeModificationDatetime", "AttributeModificationDateTime"},
     {"HangingProtocolCreationDatetime", "HangingProtocolCreationDateTime"},
