@@ -1,0 +1,131 @@
+// The image-indexed sequences of the presentation modules (displayed areas, graphic
+// annotations, softcopy VOI LUTs) as a module's create builds them: which items getItems
+// returns for an image, or an image frame, and when it falls back to the items for all images.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "refcntr/core/AttributeWriter.h"
+#include "refcntr/platform/DICOMDataObject.h"
+#include "refcntr/platform/SequenceVR.h"
+#include "refcntr/presentation/DisplayedAreaModule.h"
+#include "refcntr/presentation/GraphicAnnotationModule.h"
+#include "refcntr/presentation/LUTModules.h"
+
+namespace refcntr {
+namespace {
+
+template <class Module>
+struct Indexed;
+
+template <>
+struct Indexed<DisplayedAreaModule> {
+    static constexpr UINT16 group = 0x0070, element = 0x005A;
+    static const DisplayedAreaSelectionSequence& sequence(const DisplayedAreaModule& module) {
+        return module.getDisplayedAreaSelectionSequenceElement();
+    }
+};
+
+template <>
+struct Indexed<GraphicAnnotationModule> {
+    static constexpr UINT16 group = 0x0070, element = 0x0001;
+    static const GraphicAnnotationSequence& sequence(const GraphicAnnotationModule& module) {
+        return module.getGraphicAnnotationSequenceElement();
+    }
+};
+
+template <>
+struct Indexed<SoftcopyVOILUTModule> {
+    static constexpr UINT16 group = 0x0028, element = 0x3110;
+    static const SoftcopyVOILUTSequence& sequence(const SoftcopyVOILUTModule& module) {
+        return module.getSoftcopyVOILUTSequenceElement();
+    }
+};
+
+struct Reference {
+    const char* uid;
+    std::vector<int> frames;
+};
+
+// An item data set that references the given images (none: an item for every image).
+DICOMDataObject* itemReferencing(const std::vector<Reference>& references) {
+    auto* item = new DICOMDataObject;
+    if (references.empty()) return item;
+    ReferencedImageSequence images;
+    for (const Reference& reference : references) {
+        auto* image = new ReferencedImageSequenceItem;
+        image->setReferencedSOPInstanceUIDElement(reference.uid);
+        if (!reference.frames.empty()) {
+            int* frames = new int[reference.frames.size()];
+            std::copy(reference.frames.begin(), reference.frames.end(), frames);
+            image->setReferencedFrameNumberElement(frames, unsigned(reference.frames.size()));
+        }
+        images.addItem(image);
+    }
+    attribute::Factory factory(item->GetEndian());
+    attribute::writeSequence(*item, factory, 0x0008, 0x1140, images);
+    return item;
+}
+
+template <class Module>
+class ImageIndexedModule : public ::testing::Test {
+protected:
+    // Item 0 applies to every image, item 1 to frames 1 and 3 of image U, item 2 to every frame of V.
+    void SetUp() override {
+        DICOMDataObject data;
+        auto* items = new SequenceVR(Indexed<Module>::group, Indexed<Module>::element);
+        items->AddSequenceItem(itemReferencing({}));
+        items->AddSequenceItem(itemReferencing({{"U", {1, 3}}}));
+        items->AddSequenceItem(itemReferencing({{"V", {}}}));
+        data.ReplaceVR(items);
+        module.reset(Module::create(data));
+        ASSERT_EQ(sequence().length(), 3u);
+    }
+
+    const auto& sequence() const { return Indexed<Module>::sequence(*module); }
+
+    // The positions of the items getItems returns, for a frame or (frame 0) for the whole image.
+    std::vector<unsigned> itemsFor(const char* uid, int frame = 0) const {
+        std::decay_t<decltype(sequence().items())> found;
+        if (frame)
+            sequence().getItems(found, uid, frame);
+        else
+            sequence().getItems(found, uid);
+        std::vector<unsigned> positions;
+        for (const auto* item : found)
+            for (unsigned i = 0; i < sequence().length(); ++i)
+                if (sequence().at(i) == item) positions.push_back(i);
+        return positions;
+    }
+
+    std::unique_ptr<Module> module;
+};
+
+using IndexedModules = ::testing::Types<DisplayedAreaModule, GraphicAnnotationModule, SoftcopyVOILUTModule>;
+TYPED_TEST_SUITE(ImageIndexedModule, IndexedModules);
+
+using Positions = std::vector<unsigned>;
+
+TYPED_TEST(ImageIndexedModule, ItemForEveryImageIsTheFallBackOfTheFrameLookupForAnEmptyUIDOnly) {
+    EXPECT_EQ(this->itemsFor("", 1), Positions{0});
+    EXPECT_EQ(this->itemsFor("W", 1), Positions{});
+}
+
+TYPED_TEST(ImageIndexedModule, ItemForEveryImageIsTheFallBackOfTheImageLookupForAnyImageWithoutItsOwnEntry) {
+    EXPECT_EQ(this->itemsFor("W"), Positions{0});
+    EXPECT_EQ(this->itemsFor("U"), Positions{0});
+    EXPECT_EQ(this->itemsFor("V"), Positions{2});
+}
+
+TYPED_TEST(ImageIndexedModule, FramesOfAnImageAreFoundOnlyUnderTheFramesReferenced) {
+    EXPECT_EQ(this->itemsFor("U", 1), Positions{1});
+    EXPECT_EQ(this->itemsFor("U", 3), Positions{1});
+    EXPECT_EQ(this->itemsFor("U", 2), Positions{});
+    EXPECT_EQ(this->itemsFor("V", 7), Positions{2});
+}
+
+}  // namespace
+}  // namespace refcntr
