@@ -20,6 +20,12 @@ FLAGS = {
     "copying-setter": {"ds-array", "is-array"},
     "bytes": {"array", "ambiguous"},
     "untyped-setter": {"ambiguous"},
+    "write-as": {"array"},
+}
+
+# flags that take a value (flag=value), and what the value is
+FLAG_VALUES = {
+    "write-as": "the VR to write with where the dictionary leaves a choice, e.g. write-as=OW",
 }
 
 
@@ -291,8 +297,10 @@ class RawArray(ArrayKind):
         return [f"created->itsPresence.set({c.bit}, attribute::readRawArray(data, {c.tag_arguments}, created->{c.member}));"]
 
     def write(self, c):
+        vr = c.attribute.flag_values.get("write-as")
+        code = f", VRCode::{vr}" if vr else ""
         return [f"if (itsPresence.test({c.bit})) attribute::writeRawArray(data, factory, {c.tag_arguments}, "
-                f"{c.member}.values(), {c.member}.byteLength());"]
+                f"{c.member}.values(), {c.member}.byteLength(){code});"]
 
 
 class Bytes(RawArray):

@@ -31,7 +31,7 @@ declaration order, which is the order of presence bits, create, save and the dum
 import re
 import shlex
 
-from kinds import KINDS, FLAGS, ARRAY_VALUE_TYPES
+from kinds import KINDS, FLAGS, FLAG_VALUES, ARRAY_VALUE_TYPES
 
 CLASS_KINDS = ("item", "module", "entity", "iod")
 CLASS_OPTIONS = {
@@ -147,12 +147,22 @@ def parse_attribute(schema, line_number, words, description):
         raise error(f"kind '{kind}' needs {argument_count} argument(s)")
     if kind in ("array", "ambiguous") and arguments[0] not in ARRAY_VALUE_TYPES:
         raise error(f"unknown array value type '{arguments[0]}' (known: {', '.join(ARRAY_VALUE_TYPES)})")
+    names, values = set(), {}
     for flag in flags:
-        if flag not in FLAGS:
-            raise error(f"unknown flag '{flag}' (known: {', '.join(sorted(FLAGS))})")
-        if kind not in FLAGS[flag]:
-            raise error(f"flag '{flag}' does not apply to kind '{kind}'")
-    return Attribute(name, group, element, vr, kind, arguments, set(flags), description, private, line_number)
+        flag_name, _, value = flag.partition("=")
+        if flag_name not in FLAGS:
+            raise error(f"unknown flag '{flag_name}' (known: {', '.join(sorted(FLAGS))})")
+        if kind not in FLAGS[flag_name]:
+            raise error(f"flag '{flag_name}' does not apply to kind '{kind}'")
+        if (flag_name in FLAG_VALUES) != bool(value):
+            raise error(f"flag '{flag_name}' " + ("needs a value: " + FLAG_VALUES[flag_name]
+                                                  if flag_name in FLAG_VALUES else "takes no value"))
+        names.add(flag_name)
+        if value:
+            values[flag_name] = value
+    attribute = Attribute(name, group, element, vr, kind, arguments, names, description, private, line_number)
+    attribute.flag_values = values
+    return attribute
 
 
 def split_row(schema, line_number, text):

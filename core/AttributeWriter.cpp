@@ -92,8 +92,8 @@ void writeBytes(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 el
 }
 
 void writeRawArray(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, const void* values,
-                   UINT32 byteLength) {
-    store(data, factory.InternalGetArrayVR(group, element, values, byteLength));
+                   UINT32 byteLength, UINT16 vrCode) {
+    store(data, factory.InternalGetArrayVR(group, element, values, byteLength, vrCode));
 }
 
 void writeRawArray(DICOMDataObject& data, Factory& factory, const char* creator, UINT8 offset, UINT16 group,

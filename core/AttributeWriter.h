@@ -39,9 +39,10 @@ void writeDSArray(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 
 // Byte values (OB) through the factory's byte overload.
 void writeBytes(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, const unsigned char* bytes,
                 UINT32 length);
-// Binary values given in native order: typed by the dictionary, swapped to the data set's byte order.
+// Binary values given in native order: typed by the dictionary (or by `vrCode` where the
+// dictionary leaves a choice), swapped to the data set's byte order.
 void writeRawArray(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, const void* values,
-                   UINT32 byteLength);
+                   UINT32 byteLength, UINT16 vrCode = VRCode::Unknown);
 void writeRawArray(DICOMDataObject& data, Factory& factory, const char* creator, UINT8 offset, UINT16 group,
                    const void* values, UINT32 byteLength);
 // Binary values of a tag whose dictionary VR is ambiguous: typed by `typeCode` ("OW", "US", ...).

@@ -59,6 +59,7 @@ class GeneratorTest(unittest.TestCase):
         self.assertIn('SequenceItem::sequenceItemUpdated("SampleSequence", nullptr, this, '
                       '"SampleSequenceItem.SampleSequenceElement." + elementPath, images);', source)
         self.assertIn('PSChangeHandler::elementUpdated("SampleEntity.SampleModule", nullptr);', source)
+        self.assertIn("itsBitmapElement.values(), itsBitmapElement.byteLength(), VRCode::OW);", source)
 
     def test_output_is_deterministic_and_rewritten_only_when_it_changes(self):
         path = self.good()
@@ -89,6 +90,8 @@ class GeneratorTest(unittest.TestCase):
         self.assertRefused("module M\n  X 0023,xx51 LT text\nend\n", "names no private-creator")
         self.assertRefused("item A  sequence AS\n  X 0008,01000 SH text\nend\n", "is not a tag")
         self.assertRefused("item A  sequence AS\nend\nitem A  sequence BS\nend\n", "declared twice")
+        self.assertRefused("item A  sequence AS\n  X 6000,3000 OB|OW array uint16 write-as\nend\n", "needs a value")
+        self.assertRefused("item A  sequence AS\n  X 0008,0100 SH text write-as=OW\nend\n", "does not apply")
 
 
 class _captured:

@@ -197,6 +197,20 @@ TEST(OverlayPlane, OverlayDataOf512BytesIsLength512AndWrittenAs512Bytes) {
     }
 }
 
+TEST(OverlayPlane, OverlayDataSetByTheCallerIsWrittenAsOWWithItsByteCount) {
+    OverlayPlaneModule overlay;
+    overlay.setOverlayDataElement(new UINT16[2]{0x0102, 0x0304}, 4);
+    for (EndianType endian : byteOrders) {
+        DICOMDataObject saved(endian);
+        overlay.save(saved);
+        const VR* written = saved.GetVR(0x6000, 0x3000);
+        ASSERT_NE(written, nullptr);
+        EXPECT_EQ(written->GetVRCode(), VRCode::OW);
+        EXPECT_EQ(written->GetLength(), 4u);
+        EXPECT_EQ(valuesOf<UINT16>(written), (std::vector<UINT16>{0x0102, 0x0304}));
+    }
+}
+
 TEST(OverlayPlane, OriginReadFromBigEndianKeepsItsSignedValues) {
     DICOMDataObject source(BigEndian);
     put<INT16>(source, 0x6000, 0x0050, VRCode::SS, {1, -1});
