@@ -1,42 +1,42 @@
 // refcntr: command-line access to DICOM files through the refcntr library.
-#include <cstring>
 #include <exception>
 #include <iostream>
 #include <string>
+#include <vector>
 
 #include <dcmtk/config/osconfig.h>
 #include <dcmtk/oflog/oflog.h>
 
-#include "DataSetPrinter.h"
-#include "refcntr/platform/DicomFile.h"
+#include "CommandLine.h"
+#include "Commands.h"
 #include "refcntr/platform/Exceptions.h"
 
 namespace {
 
-constexpr int exitSuccess = 0;
-constexpr int exitFailure = 1;
-constexpr int exitUsage = 2;
+using refcntr::cli::Command;
 
-const char* const usageText =
-    "usage: refcntr dump FILE\n"
-    "       refcntr --help\n"
-    "\n"
-    "commands:\n"
-    "  dump FILE   print every element of a DICOM file: tag, VR, value and keyword,\n"
-    "              with sequence items indented below their sequence\n";
+const Command* const commands[] = {&refcntr::cli::dumpCommand, &refcntr::cli::roundtripCommand,
+                                   &refcntr::cli::appliesCommand};
 
-bool isHelp(const char* argument) { return std::strcmp(argument, "--help") == 0 || std::strcmp(argument, "-h") == 0; }
-
-int usageError(const std::string& problem) {
-    std::cerr << "refcntr: " << problem << "\n" << usageText;
-    return exitUsage;
+std::string overallUsage() {
+    std::string text;
+    for (const Command* command : commands)
+        text += (text.empty() ? "usage: " : "       ") + std::string(command->synopsis) + "\n";
+    text += "       refcntr COMMAND --help\n\ncommands:\n";
+    for (const Command* command : commands) {
+        const std::string name = command->name;
+        text += "  " + name + std::string(11 - name.size(), ' ') + command->summary + "\n";
+    }
+    return text;
 }
 
-int dump(const std::string& path) {
-    auto dataSet = refcntr::readDicomFile(path);
-    refcntr::printDataSet(std::cout, *dataSet);
-    std::cout.flush();
-    return std::cout ? exitSuccess : exitFailure;
+std::string commandUsage(const Command& command) {
+    return "usage: " + std::string(command.synopsis) + "\n\n" + command.details;
+}
+
+int usageError(const std::string& problem, const std::string& usage) {
+    std::cerr << "refcntr: " << problem << "\n" << usage;
+    return refcntr::cli::exitUsage;
 }
 
 }  // namespace
@@ -45,25 +45,32 @@ int main(int argc, char** argv) {
     // The reasons DCMTK logs on its own are part of the messages this tool prints.
     OFLog::configure(OFLogger::FATAL_LOG_LEVEL);
 
-    if (argc < 2) return usageError("no command given");
-    const std::string command = argv[1];
-    if (isHelp(argv[1])) {
-        std::cout << usageText;
-        return exitSuccess;
+    if (argc < 2) return usageError("no command given", overallUsage());
+    const std::string name = argv[1];
+    if (name == "--help" || name == "-h") {
+        std::cout << overallUsage();
+        return refcntr::cli::exitSuccess;
     }
-    if (command != "dump") return usageError("unknown command '" + command + "'");
-    if (argc == 3 && isHelp(argv[2])) {
-        std::cout << usageText;
-        return exitSuccess;
-    }
-    if (argc != 3) return usageError("dump needs exactly one FILE");
+    const Command* command = nullptr;
+    for (const Command* candidate : commands)
+        if (name == candidate->name) command = candidate;
+    if (command == nullptr) return usageError("unknown command '" + name + "'", overallUsage());
 
+    const std::vector<std::string> arguments(argv + 2, argv + argc);
+    if (refcntr::cli::asksForHelp(arguments)) {
+        std::cout << commandUsage(*command);
+        return refcntr::cli::exitSuccess;
+    }
     try {
-        return dump(argv[2]);
+        return command->run(arguments);
+    } catch (const refcntr::cli::UsageError& error) {
+        return usageError(error.what(), commandUsage(*command));
+    } catch (const refcntr::cli::Failure& error) {
+        std::cerr << "refcntr: " << error.what() << '\n';
     } catch (const refcntr::ExceptionBase& error) {
         std::cerr << "refcntr: " << error.what() << '\n';
     } catch (const std::exception& error) {
-        std::cerr << "refcntr: cannot dump '" << argv[2] << "': " << error.what() << '\n';
+        std::cerr << "refcntr: " << name << " failed: " << error.what() << '\n';
     }
-    return exitFailure;
+    return refcntr::cli::exitFailure;
 }

@@ -37,7 +37,7 @@ protected:
 bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 TEST_F(CommandLine, DumpPrintsTheSampleElementByElement) {
-    const Outcome result = Run("dump " + quoted(Sample()));
+    const Outcome result = Run("dump --raw " + quoted(Sample()));
     ASSERT_EQ(0, result.exitCode) << result.err;
     EXPECT_EQ("", result.err);
     const std::string& out = result.out;

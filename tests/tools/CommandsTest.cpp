@@ -1,0 +1,353 @@
+// The refcntr commands run as a separate process on the shipped presentation state, on
+// variants of it made with DCMTK, and on a DICOMDIR that dcmmkdir made from DCMTK-built images.
+#include <algorithm>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <dcmtk/config/osconfig.h>
+#include <dcmtk/dcmdata/dctk.h>
+
+#include "platform/TestFiles.h"
+#include "refcntr/platform/DcmtkBridge.h"
+
+namespace {
+
+using refcntr::testfiles::quoted;
+using refcntr::testfiles::readWholeFile;
+using refcntr::testfiles::runCommand;
+using refcntr::testfiles::ScratchDirectory;
+using refcntr::testfiles::writeWholeFile;
+
+struct Outcome {
+    int exitCode;
+    std::string out;
+    std::string err;
+};
+
+bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+const char* const frames = "2.25.182736450918273645091827364509182736451";  // referenced with frames 1 to 3
+const char* const single = "2.25.182736450918273645091827364509182736452";  // referenced without frames
+
+void writeImage(const std::string& path) {
+    DcmFileFormat file;
+    DcmDataset& data = *file.getDataset();
+    const std::pair<DcmTagKey, const char*> texts[] = {{DCM_SOPClassUID, UID_SecondaryCaptureImageStorage},
+                                                       {DCM_SOPInstanceUID, "2.25.91"},
+                                                       {DCM_PatientID, "P1"},
+                                                       {DCM_PatientName, "Doe^Jane"},
+                                                       {DCM_StudyInstanceUID, "2.25.101"},
+                                                       {DCM_SeriesInstanceUID, "2.25.1011"},
+                                                       {DCM_StudyDate, "20240102"},
+                                                       {DCM_StudyTime, "101500"},
+                                                       {DCM_StudyID, "S1"},
+                                                       {DCM_AccessionNumber, "A1"},
+                                                       {DCM_Modality, "OT"},
+                                                       {DCM_SeriesNumber, "1"},
+                                                       {DCM_InstanceNumber, "1"},
+                                                       {DCM_PhotometricInterpretation, "MONOCHROME2"}};
+    for (const auto& [tag, value] : texts) ASSERT_TRUE(data.putAndInsertString(tag, value).good());
+    const std::pair<DcmTagKey, Uint16> numbers[] = {{DCM_SamplesPerPixel, 1},    {DCM_Rows, 4},       {DCM_Columns, 4},
+                                                    {DCM_BitsAllocated, 8},      {DCM_BitsStored, 8}, {DCM_HighBit, 7},
+                                                    {DCM_PixelRepresentation, 0}};
+    for (const auto& [tag, value] : numbers) ASSERT_TRUE(data.putAndInsertUint16(tag, value).good());
+    const std::vector<Uint8> pixels(16, 128);
+    ASSERT_TRUE(data.putAndInsertUint8Array(DCM_PixelData, pixels.data(), 16).good());
+    ASSERT_TRUE(file.saveFile(path.c_str(), EXS_LittleEndianExplicit).good());
+}
+
+class RefcntrTool : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        OFLog::configure(OFLogger::ERROR_LOG_LEVEL);
+        refcntr::registerPrivateEntriesWithDcmtk();  // private values read back typed in implicit VR
+        files = new ScratchDirectory;
+        std::filesystem::create_directories(files->File("IMAGES"));
+        writeImage(files->File("IMAGES/IM1"));
+        ASSERT_EQ(runCommand("cd " + quoted(files->Path().string()) + " && " + REFCNTR_DCMTK_BIN_DIR +
+                             "/dcmmkdir -q --recurse +F REFCNTR_CLI +D DICOMDIR IMAGES"),
+                  0);
+
+        // An element that no graphic object item holds, inside the annotation's graphic
+        // object, and a private element at the top that no module holds.
+        DcmFileFormat state;
+        ASSERT_TRUE(state.loadFile(Sample().c_str()).good());
+        DcmItem* graphic = nullptr;
+        ASSERT_TRUE(state.getDataset()->findAndGetSequenceItem(DCM_GraphicAnnotationSequence, graphic, 0).good());
+        DcmItem* object = nullptr;
+        ASSERT_TRUE(graphic->findAndGetSequenceItem(DCM_GraphicObjectSequence, object, 0).good());
+        ASSERT_TRUE(object->putAndInsertUint32(DCM_GraphicGroupID, 7).good());
+        ASSERT_TRUE(state.getDataset()->putAndInsertString(DcmTag(0x0029, 0x0010, EVR_LO), "ACME 1").good());
+        ASSERT_TRUE(state.getDataset()->putAndInsertString(DcmTag(0x0029, 0x1001, EVR_LO), "kept").good());
+        ASSERT_TRUE(state.saveFile(files->File("extra.dcm").c_str(), EXS_LittleEndianExplicit).good());
+
+        // The sample in the other two transfer syntaxes; the color state with a meta header,
+        // the pseudo-color state as a bare data set whose class is only in (0008,0016).
+        ASSERT_TRUE(state.loadFile(Sample().c_str()).good());
+        ASSERT_TRUE(state.saveFile(files->File("big.dcm").c_str(), EXS_BigEndianExplicit).good());
+        ASSERT_TRUE(state.saveFile(files->File("implicit.dcm").c_str(), EXS_LittleEndianImplicit).good());
+        ASSERT_TRUE(state.getMetaInfo()
+                        ->putAndInsertString(DCM_MediaStorageSOPClassUID, UID_ColorSoftcopyPresentationStateStorage)
+                        .good());
+        ASSERT_TRUE(
+            state.getDataset()->putAndInsertString(DCM_SOPClassUID, UID_ColorSoftcopyPresentationStateStorage).good());
+        ASSERT_TRUE(state.saveFile(files->File("color.dcm").c_str(), EXS_LittleEndianExplicit).good());
+        ASSERT_TRUE(state.getDataset()
+                        ->putAndInsertString(DCM_SOPClassUID, UID_PseudoColorSoftcopyPresentationStateStorage)
+                        .good());
+        ASSERT_TRUE(state.getDataset()->saveFile(files->File("pseudo.dcm").c_str(), EXS_LittleEndianExplicit).good());
+
+        writeWholeFile(files->File("notes.txt"), "not a DICOM file at all\n");
+    }
+    static void TearDownTestSuite() { delete files; }
+
+    Outcome Run(const std::string& arguments) {
+        const std::string out = scratch.File("stdout");
+        const std::string err = scratch.File("stderr");
+        const std::string tool = std::string(REFCNTR_BINARY_DIR) + "/tools/refcntr";
+        const int code = runCommand(quoted(tool) + " " + arguments + " >" + quoted(out) + " 2>" + quoted(err));
+        return {code, readWholeFile(out), readWholeFile(err)};
+    }
+
+    static std::string Sample() {
+        return std::string(REFCNTR_BINARY_DIR) + "/samples/grayscale-presentation-state.dcm";
+    }
+    static std::string File(const std::string& name) { return files->File(name); }
+    std::string Output(const std::string& name) const { return scratch.File(name); }
+
+    // The names in the output directory: what a command left behind.
+    std::vector<std::string> OutputNames() const {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(scratch.Path()))
+            if (entry.path().filename() != "stdout" && entry.path().filename() != "stderr")
+                names.push_back(entry.path().filename().string());
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+
+    static ScratchDirectory* files;
+    ScratchDirectory scratch;
+};
+ScratchDirectory* RefcntrTool::files = nullptr;
+
+// Every element of `expected` is in `actual` with the same value as DCMTK reads it.
+void expectSameContent(DcmItem& expected, DcmItem& actual, const std::string& where) {
+    for (unsigned long i = 0; i < expected.card(); ++i) {
+        DcmElement* original = expected.getElement(i);
+        const std::string place = where + original->getTag().toString().c_str();
+        DcmElement* written = nullptr;
+        if (actual.findAndGetElement(original->getTag(), written, OFFalse).bad()) {
+            ADD_FAILURE() << place << " missing";
+            continue;
+        }
+        if (original->ident() == EVR_SQ) {
+            auto& originalItems = static_cast<DcmSequenceOfItems&>(*original);
+            auto& writtenItems = static_cast<DcmSequenceOfItems&>(*written);
+            ASSERT_EQ(writtenItems.card(), originalItems.card()) << place;
+            for (unsigned long n = 0; n < originalItems.card(); ++n)
+                expectSameContent(*originalItems.getItem(n), *writtenItems.getItem(n),
+                                  place + "[" + std::to_string(n) + "]");
+            continue;
+        }
+        OFString before, after;
+        original->getOFStringArray(before);
+        written->getOFStringArray(after);
+        // The meta header's length depends on the transfer syntax UID's.
+        if (original->getTag() != DCM_TransferSyntaxUID && original->getTag() != DCM_FileMetaInformationGroupLength) {
+            EXPECT_EQ(after, before) << place;
+        }
+    }
+}
+
+TEST_F(RefcntrTool, DumpShowsDirectoriesAndPresentationStatesThroughTheirContainers) {
+    const struct {
+        std::string arguments;
+        bool containers;  // else element by element
+        std::vector<std::string> shown;
+    } cases[] = {
+        {"dump " + quoted(File("DICOMDIR")),
+         true,
+         {"itsFileSetIDElement = \"REFCNTR_CLI\"", "itsDirectoryRecordTypeElement = \"IMAGE\"", "\"2.25.91\""}},
+        {"dump " + quoted(Sample()),
+         true,
+         {"itsPresentationInformationEntity =", "itsGraphicLayerElement = \"FINDINGS\""}},
+        {"dump " + quoted(File("color.dcm")), true, {"itsColorPresentationInformationEntity ="}},
+        {"dump " + quoted(File("pseudo.dcm")), true, {"itsPseudoColorPresentationInformationEntity ="}},
+        {"dump " + quoted(File("IMAGES/IM1")),
+         false,
+         {"(0008,0016) UI \"1.2.840.10008.5.1.4.1.1.7\"  # SOPClassUID\n"}},
+        {"dump --raw " + quoted(Sample()), false, {"(0070,0052) SL 97\\65", "(0023,0010) LO \"ZORVIK0\""}},
+    };
+    for (const auto& each : cases) {
+        const Outcome result = Run(each.arguments);
+        ASSERT_EQ(result.exitCode, 0) << each.arguments << "\n" << result.err;
+        EXPECT_EQ(result.err, "");
+        for (const std::string& part : each.shown)
+            EXPECT_TRUE(contains(result.out, part)) << each.arguments << ": " << part;
+        EXPECT_EQ(result.out.compare(0, 3, "its") == 0, each.containers) << each.arguments;
+    }
+}
+
+TEST_F(RefcntrTool, RoundtripInEachTransferSyntaxLosesNothingAndReadsBackWithDCMTK) {
+    const struct {
+        const char* option;
+        E_TransferSyntax syntax;
+    } syntaxes[] = {{"explicit-le", EXS_LittleEndianExplicit},
+                    {"explicit-be", EXS_BigEndianExplicit},
+                    {"implicit-le", EXS_LittleEndianImplicit}};
+    for (const std::string& input : {Sample(), File("DICOMDIR")}) {
+        DcmFileFormat original;
+        ASSERT_TRUE(original.loadFile(input.c_str()).good());
+        for (const auto& each : syntaxes) {
+            const std::string where = input + " " + each.option;
+            const std::string out = Output(std::string(each.option) + ".dcm");
+            const Outcome result =
+                Run("roundtrip " + quoted(input) + " " + quoted(out) + " --transfer-syntax " + each.option);
+            ASSERT_EQ(result.exitCode, 0) << where << "\n" << result.err;
+            EXPECT_EQ(result.out, "0 attributes missing\n") << where;
+            EXPECT_EQ(result.err, "") << where;
+            DcmFileFormat written;
+            ASSERT_TRUE(written.loadFile(out.c_str()).good()) << where;
+            EXPECT_EQ(written.getDataset()->getOriginalXfer(), each.syntax) << where;
+            expectSameContent(*original.getDataset(), *written.getDataset(), where + " ");
+            expectSameContent(*original.getMetaInfo(), *written.getMetaInfo(), where + " meta ");
+        }
+    }
+}
+
+TEST_F(RefcntrTool, RoundtripKeepsTheInputsTransferSyntaxUnlessToldAndReplacesAnExistingOutput) {
+    const std::pair<std::string, E_TransferSyntax> inputs[] = {{Sample(), EXS_LittleEndianExplicit},
+                                                               {File("big.dcm"), EXS_BigEndianExplicit},
+                                                               {File("implicit.dcm"), EXS_LittleEndianImplicit}};
+    const std::string out = Output("out.dcm");
+    writeWholeFile(out, "an older file");
+    for (const auto& [input, syntax] : inputs) {
+        const Outcome result = Run("roundtrip " + quoted(input) + " " + quoted(out));
+        ASSERT_EQ(result.exitCode, 0) << input << "\n" << result.err;
+        DcmFileFormat written;
+        ASSERT_TRUE(written.loadFile(out.c_str()).good()) << input;
+        EXPECT_EQ(written.getDataset()->getOriginalXfer(), syntax) << input;
+    }
+    EXPECT_EQ(OutputNames(), std::vector<std::string>{"out.dcm"});
+}
+
+TEST_F(RefcntrTool, RoundtripListsWhatNoItemHoldsAndStrictWritesNothing) {
+    const std::string listing = "(0070,0001)[0]/(0070,0009)[0]/(0070,0295) missing\n1 attribute missing\n";
+    const std::string out = Output("out.dcm");
+    const Outcome written = Run("roundtrip " + quoted(File("extra.dcm")) + " " + quoted(out));
+    ASSERT_EQ(written.exitCode, 0) << written.err;
+    EXPECT_EQ(written.out, listing);
+    EXPECT_TRUE(contains(written.err, out)) << written.err;
+    DcmFileFormat file;
+    ASSERT_TRUE(file.loadFile(out.c_str()).good());
+    OFString kept;
+    EXPECT_TRUE(
+        file.getDataset()->findAndGetOFString(DcmTagKey(0x0029, 0x1001), kept).good());  // no module holds it either
+    EXPECT_EQ(kept, "kept");
+
+    const std::string refused = Output("refused.dcm");
+    const Outcome strict = Run("roundtrip --strict " + quoted(File("extra.dcm")) + " " + quoted(refused));
+    EXPECT_EQ(strict.exitCode, 1);
+    EXPECT_EQ(strict.out, listing);
+    EXPECT_TRUE(contains(strict.err, refused) && contains(strict.err, File("extra.dcm"))) << strict.err;
+    EXPECT_FALSE(std::filesystem::exists(refused));
+
+    // An existing output stays as it was, and no pending file is left beside it.
+    const std::string before = readWholeFile(out);
+    EXPECT_EQ(
+        Run("roundtrip " + quoted(File("extra.dcm")) + " " + quoted(out) + " --strict --transfer-syntax explicit-be")
+            .exitCode,
+        1);
+    EXPECT_EQ(readWholeFile(out), before);
+    EXPECT_EQ(OutputNames(), std::vector<std::string>{"out.dcm"});
+}
+
+TEST_F(RefcntrTool, UnreadableAndUnsupportedFilesFailNamingTheFile) {
+    const std::string out = Output("out.dcm");
+    const struct {
+        std::string file;
+        std::string reason;
+        std::vector<std::string> commands;  // "roundtrip" writes to out
+    } cases[] = {
+        {File("missing.dcm"), "no such file", {"dump", "roundtrip", "applies"}},
+        {File("notes.txt"), "not a DICOM file", {"dump", "roundtrip", "applies"}},
+        {File("IMAGES/IM1"), "SOP class 1.2.840.10008.5.1.4.1.1.7", {"roundtrip", "applies"}},
+        {File("DICOMDIR"), "not a softcopy presentation state (it is a media directory)", {"applies"}},
+    };
+    for (const auto& each : cases) {
+        for (const std::string& command : each.commands) {
+            std::string arguments = command + " " + quoted(each.file);
+            if (command == "roundtrip") arguments += " " + quoted(out);
+            if (command == "applies") arguments += " --image 1.2.3";
+            const Outcome result = Run(arguments);
+            EXPECT_EQ(result.exitCode, 1) << arguments;
+            EXPECT_EQ(result.out, "") << arguments;
+            EXPECT_TRUE(contains(result.err, "'" + each.file + "'") && contains(result.err, each.reason))
+                << arguments << ": " << result.err;
+        }
+    }
+    EXPECT_EQ(OutputNames(), std::vector<std::string>());
+}
+
+TEST_F(RefcntrTool, BadUsageExitsWithTwoAndTheUsage) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"", "usage: refcntr dump FILE"},
+        {"list x.dcm", "usage: refcntr dump FILE"},
+        {"dump a.dcm --strict", "usage: refcntr dump FILE [--raw]"},
+        {"roundtrip a.dcm", "usage: refcntr roundtrip IN OUT"},
+        {"roundtrip a.dcm b.dcm c.dcm", "usage: refcntr roundtrip IN OUT"},
+        {"roundtrip a.dcm b.dcm --transfer-syntax", "needs a value"},
+        {"roundtrip a.dcm b.dcm --transfer-syntax deflated", "unknown transfer syntax 'deflated'"},
+        {"applies a.dcm", "--image UID is required"},
+        {"applies a.dcm --image 1.2 --frame 2x", "--frame needs a frame number"},
+    };
+    for (const auto& [arguments, message] : cases) {
+        const Outcome result = Run(arguments);
+        EXPECT_EQ(result.exitCode, 2) << "'" << arguments << "'";
+        EXPECT_TRUE(contains(result.err, message)) << arguments << ": " << result.err;
+        EXPECT_EQ(result.out, "");
+    }
+    for (const std::string arguments : {"roundtrip --help", "applies a.dcm --help", "--help"}) {
+        const Outcome result = Run(arguments);
+        EXPECT_EQ(result.exitCode, 0) << arguments;
+        EXPECT_TRUE(contains(result.out, "usage: refcntr")) << result.out;
+    }
+}
+
+// The items of the sample: displayed areas for frame 1 of the multi-frame image (item 0) and
+// for all images (item 1), an annotation on the single-frame image, a window for all images.
+TEST_F(RefcntrTool, AppliesListsTheItemsThatApplyToAnImageOrFrame) {
+    const Outcome frame = Run("applies " + quoted(Sample()) + " --image " + frames + " --frame 1");
+    ASSERT_EQ(frame.exitCode, 0) << frame.err;
+    const std::string target = std::string("image ") + frames + ", frame 1: ";
+    EXPECT_TRUE(contains(frame.out, "Displayed area selection items for " + target + "1\n  Item 0:\n")) << frame.out;
+    EXPECT_TRUE(contains(frame.out, "itsDisplayedAreaTLHCElement[0] = 97")) << frame.out;
+    EXPECT_TRUE(contains(frame.out, "Graphic annotation items for " + target + "none\n")) << frame.out;
+    EXPECT_TRUE(contains(frame.out, "Softcopy VOI LUT items for " + target + "none\n")) << frame.out;
+
+    // A frame of an image referenced without frames gets the whole-image items.
+    const Outcome image = Run("applies " + quoted(Sample()) + " --frame 1 --image " + single);
+    ASSERT_EQ(image.exitCode, 0) << image.err;
+    EXPECT_TRUE(
+        contains(image.out, "Graphic annotation items for image " + std::string(single) + ", frame 1: 1\n  Item 0:"))
+        << image.out;
+    EXPECT_TRUE(contains(image.out, "Nodule 8 mm, right upper lobe")) << image.out;
+
+    const Outcome whole = Run("applies " + quoted(Sample()) + " --json --image " + single);
+    ASSERT_EQ(whole.exitCode, 0) << whole.err;
+    const std::string json = Output("applies.json");
+    const std::string summary = Output("summary");
+    writeWholeFile(json, whole.out);
+    const std::string script =
+        "import json, sys\n"
+        "d = json.load(open(sys.argv[1]))\n"
+        "lists = [d[k] for k in ('displayedAreaSelectionItems', 'graphicAnnotationItems', 'softcopyVOILUTItems')]\n"
+        "print(d['image'], d['frame'], *map(len, lists), '512' in lists[0][0], 'MEDIASTINUM' in lists[2][0])\n";
+    ASSERT_EQ(runCommand("python3 -c " + quoted(script) + " " + quoted(json) + " >" + quoted(summary)), 0) << whole.out;
+    EXPECT_EQ(readWholeFile(summary), std::string(single) + " None 1 1 1 True True\n") << whole.out;
+}
+
+}  // namespace

@@ -1,0 +1,125 @@
+// The difference walk of refcntr roundtrip on hand-built data sets: what the first data set
+// has and the second lacks, by path through sequences and items.
+#include <initializer_list>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "refcntr/platform/MDDEntry.h"
+#include "refcntr/platform/SequenceVR.h"
+#include "refcntr/tools/DataSetDifference.h"
+
+namespace refcntr {
+namespace {
+
+using Paths = std::vector<std::string>;
+
+VR* text(UINT16 group, UINT16 element, const std::string& value = "x") {
+    auto* result = new VR(group, element, VRCode::LO, LittleEndian);
+    result->SetData(value.data(), UINT32(value.size()));
+    return result;
+}
+
+DICOMDataObject* item(std::initializer_list<VR*> elements) {
+    auto* result = new DICOMDataObject;
+    for (VR* element : elements) result->ReplaceVR(element);
+    return result;
+}
+
+VR* sequence(UINT16 group, UINT16 element, std::initializer_list<DICOMDataObject*> items) {
+    auto* result = new SequenceVR(group, element);
+    for (DICOMDataObject* each : items) result->AddSequenceItem(each);
+    return result;
+}
+
+std::unique_ptr<DICOMDataObject> dataSet(std::initializer_list<VR*> elements) {
+    return std::unique_ptr<DICOMDataObject>(item(elements));
+}
+
+// An annotation sequence nested two levels deep, built alike for both sides of a comparison.
+std::unique_ptr<DICOMDataObject> annotations(bool withGroupID, bool withName) {
+    auto data = dataSet({text(0x0008, 0x0018, "1.2.3"),
+                         sequence(0x0070, 0x0001,
+                                  {item({text(0x0070, 0x0002, "LAYER")}),
+                                   item({text(0x0070, 0x0002, "LAYER"),
+                                         sequence(0x0070, 0x0009, {item({text(0x0070, 0x0023, "POINT")})})})})});
+    if (withName) data->ReplaceVR(text(0x0010, 0x0010, "Doe^Jane"));
+    if (withGroupID) {
+        const SequenceVR& outer = *data->GetVR(0x0070, 0x0001)->GetAsSequenceVR();
+        const SequenceVR& inner = *outer.GetSequenceItems()[1]->GetVR(0x0070, 0x0009)->GetAsSequenceVR();
+        inner.GetSequenceItems()[0]->ReplaceVR(text(0x0070, 0x0295, "7"));
+    }
+    return data;
+}
+
+TEST(DataSetDifference, NothingIsMissingWhenTheSecondHasEverythingOrMore) {
+    const auto full = annotations(true, true);
+    EXPECT_EQ(missingElements(*full, *annotations(true, true)), Paths());
+    EXPECT_EQ(missingElements(*annotations(false, false), *full), Paths());
+    EXPECT_EQ(missingElements(DICOMDataObject(), *full), Paths());
+
+    // Presence counts, not values; extra items in the second are no loss.
+    const auto before =
+        dataSet({text(0x0010, 0x0010, "Doe^Jane"), sequence(0x0008, 0x1140, {item({text(0x0008, 0x1155)})})});
+    const auto after =
+        dataSet({text(0x0010, 0x0010, "Roe^Rick"),
+                 sequence(0x0008, 0x1140, {item({text(0x0008, 0x1155)}), item({text(0x0008, 0x1150)})})});
+    EXPECT_EQ(missingElements(*before, *after), Paths());
+}
+
+TEST(DataSetDifference, MissingElementsAreNamedByTheirPathInTheOrderOfTheFirst) {
+    EXPECT_EQ(missingElements(*annotations(true, true), *annotations(false, false)),
+              (Paths{"(0010,0010)", "(0070,0001)[1]/(0070,0009)[0]/(0070,0295)"}));
+
+    // A sequence that is gone is one entry, not one per element inside it.
+    const auto before = annotations(true, false);
+    const auto after = dataSet({text(0x0008, 0x0018, "1.2.3")});
+    EXPECT_EQ(missingElements(*before, *after), Paths{"(0070,0001)"});
+
+    // A sequence that lost all its items, or became a plain element, lists each item.
+    const auto emptied = dataSet({text(0x0008, 0x0018), sequence(0x0070, 0x0001, {})});
+    const auto flattened = dataSet({text(0x0008, 0x0018), text(0x0070, 0x0001)});
+    for (const DICOMDataObject* second : {emptied.get(), flattened.get()})
+        EXPECT_EQ(missingElements(*before, *second), (Paths{"(0070,0001)[0]", "(0070,0001)[1]"}));
+}
+
+TEST(DataSetDifference, ADroppedItemIsReportedAsItselfNotAsAShiftOfTheItemsAfterIt) {
+    const UINT16 group = 0x0070;
+    const auto threeItems = [&](bool withWidth) {
+        return dataSet(
+            {sequence(group, 0x0001,
+                      {item({text(group, 0x0002), text(group, 0x0003)}), item({text(0x0029, 0x1001)}),
+                       withWidth ? item({text(group, 0x0002), text(group, 0x0004)}) : item({text(group, 0x0002)})})});
+    };
+    const auto keptFirstAndLast = dataSet(
+        {sequence(group, 0x0001, {item({text(group, 0x0002), text(group, 0x0003)}), item({text(group, 0x0002)})})});
+    EXPECT_EQ(missingElements(*threeItems(false), *keptFirstAndLast), Paths{"(0070,0001)[1]"});
+    // The item after the dropped one also lost an element: both are reported where they are.
+    EXPECT_EQ(missingElements(*threeItems(true), *keptFirstAndLast),
+              (Paths{"(0070,0001)[1]", "(0070,0001)[2]/(0070,0004)"}));
+
+    // The first item is dropped although its elements are also in the second one.
+    const auto before = dataSet(
+        {sequence(group, 0x0001, {item({text(group, 0x0002)}), item({text(group, 0x0002), text(group, 0x0005)})})});
+    const auto after = dataSet({sequence(group, 0x0001, {item({text(group, 0x0002), text(group, 0x0005)})})});
+    EXPECT_EQ(missingElements(*before, *after), Paths{"(0070,0001)[0]"});
+}
+
+TEST(DataSetDifference, DroppedItemsAreFoundInsideNestedSequences) {
+    const auto before = dataSet({sequence(
+        0x0008, 0x1115,
+        {item({text(0x0020, 0x000E), sequence(0x0008, 0x1140,
+                                              {item({text(0x0008, 0x1155, "1")}), item({text(0x0009, 0x1001)}),
+                                               item({text(0x0008, 0x1155, "3"), text(0x0008, 0x1160)})})})})});
+    const auto after = dataSet({sequence(
+        0x0008, 0x1115,
+        {item({text(0x0020, 0x000E),
+               sequence(0x0008, 0x1140, {item({text(0x0008, 0x1155, "1")}), item({text(0x0008, 0x1155, "3")})})})})});
+    EXPECT_EQ(missingElements(*before, *after),
+              (Paths{"(0008,1115)[0]/(0008,1140)[1]", "(0008,1115)[0]/(0008,1140)[2]/(0008,1160)"}));
+}
+
+}  // namespace
+}  // namespace refcntr

@@ -1,0 +1,53 @@
+// The arguments of one refcntr command, its exit codes and its two kinds of error.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace refcntr::cli {
+
+constexpr int exitSuccess = 0;
+constexpr int exitFailure = 1;  // bad input or a failed check
+constexpr int exitUsage = 2;
+
+// A command line that does not fit the command's usage; the message says what is wrong.
+class UsageError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// A command that could not be carried out: bad input or a failed check. The message names
+// the file and the reason.
+class Failure : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// True when one of the arguments is --help or -h.
+bool asksForHelp(const std::vector<std::string>& arguments);
+
+// The operands and options of a command. An argument that starts with "--" is an option;
+// "--" alone ends the options. Options are given once, anywhere among the operands; valued
+// options take the next argument as their value.
+class CommandArguments {
+public:
+    // Throws UsageError for an unknown or repeated option, a valued option without a value,
+    // or a number of operands other than `operandCount`.
+    CommandArguments(const std::vector<std::string>& arguments, std::size_t operandCount,
+                     const std::set<std::string>& flags, const std::set<std::string>& valuedOptions);
+
+    const std::string& operand(std::size_t index) const { return itsOperands.at(index); }
+    bool has(const std::string& flag) const { return itsFlags.count(flag) != 0; }
+    std::optional<std::string> value(const std::string& option) const;
+
+private:
+    std::vector<std::string> itsOperands;
+    std::set<std::string> itsFlags;
+    std::map<std::string, std::string> itsValues;
+};
+
+}  // namespace refcntr::cli

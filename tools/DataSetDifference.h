@@ -1,0 +1,22 @@
+// What one data set holds that another lacks, element by element through sequences and items.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "refcntr/platform/DICOMDataObject.h"
+
+namespace refcntr {
+
+// The path of every element of `before` that `after` lacks, in the order of `before`:
+// "(gggg,eeee)" at the top, "(gggg,eeee)[i]/(gggg,eeee)" inside item i (counted from 0) of a
+// sequence, and "(gggg,eeee)[i]" for an item that `after` lacks as a whole. Values are not
+// compared, only presence.
+//
+// Items are matched in order. When a sequence of `after` has fewer items than in `before`,
+// the items taken as left out are those that make the least content missing, so that a
+// writer that drops some items and keeps the order of the rest is reported item by item
+// rather than as a shift of every later item.
+std::vector<std::string> missingElements(const DICOMObject& before, const DICOMObject& after);
+
+}  // namespace refcntr

@@ -1,0 +1,118 @@
+// refcntr roundtrip: read a file into its containers, save them into the data set that was
+// read and write it out, listing every element of the input that the written file lacks.
+#include <iostream>
+#include <optional>
+
+#include "CommandLine.h"
+#include "Commands.h"
+#include "DataSetDifference.h"
+#include "PendingFile.h"
+#include "StoredObject.h"
+#include "refcntr/platform/DicomFile.h"
+
+namespace refcntr::cli {
+
+namespace {
+
+const char* const explicitLittleUID = "1.2.840.10008.1.2.1";
+const char* const explicitBigUID = "1.2.840.10008.1.2.2";
+const char* const implicitLittleUID = "1.2.840.10008.1.2";
+
+TransferSyntax namedTransferSyntax(const std::string& name) {
+    if (name == "explicit-le") return TransferSyntax::ExplicitLittle;
+    if (name == "explicit-be") return TransferSyntax::ExplicitBig;
+    if (name == "implicit-le") return TransferSyntax::ImplicitLittle;
+    throw UsageError("unknown transfer syntax '" + name + "' (explicit-le, explicit-be or implicit-le)");
+}
+
+// The input's own: from its meta header, else from its byte order. Other syntaxes (deflated,
+// or compressed ones without pixel data) are written as explicit VR little endian.
+TransferSyntax inputTransferSyntax(const DICOMDataObject& data) {
+    RWCString uid;
+    if (data.GetString(0x0002, 0x0010, uid)) {
+        if (uid == implicitLittleUID) return TransferSyntax::ImplicitLittle;
+        if (uid == explicitBigUID) return TransferSyntax::ExplicitBig;
+        if (uid == explicitLittleUID) return TransferSyntax::ExplicitLittle;
+    }
+    return data.GetEndian() == BigEndian ? TransferSyntax::ExplicitBig : TransferSyntax::ExplicitLittle;
+}
+
+std::string counted(std::size_t count, const char* noun) {
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+int roundtrip(const std::vector<std::string>& arguments) {
+    const CommandArguments command(arguments, 2, {"--strict"}, {"--transfer-syntax"});
+    const std::string& inPath = command.operand(0);
+    const std::string& outPath = command.operand(1);
+    const std::optional<std::string> syntaxName = command.value("--transfer-syntax");
+    const std::optional<TransferSyntax> chosenSyntax =
+        syntaxName ? std::optional<TransferSyntax>(namedTransferSyntax(*syntaxName)) : std::nullopt;
+
+    const auto input = readDicomFile(inPath);
+    const StoredObjectKind kind = storedObjectKind(*input);
+    if (kind == StoredObjectKind::Other) {
+        const RWCString sopClass = storedSOPClass(*input);
+        throw Failure("cannot roundtrip '" + inPath + "': " +
+                      (sopClass.empty() ? std::string("it has no SOP class") : "SOP class " + sopClass + " is") +
+                      " neither a media directory nor a softcopy presentation state");
+    }
+
+    // Saved over a copy of what was read, so that elements no container holds stay.
+    DICOMDataObject result(*input);
+    try {
+        createContainer(kind, *input)->save(result);
+    } catch (const std::exception& error) {
+        throw Failure("cannot roundtrip '" + inPath + "' as a " + kindName(kind) + ": " + error.what());
+    }
+
+    // Written beside OUT and read back, so that the check covers the file as written; OUT
+    // is replaced only when the file passes.
+    PendingFile pending(outPath);
+    const TransferSyntax syntax = chosenSyntax ? *chosenSyntax : inputTransferSyntax(*input);
+    try {
+        writeDicomFile(pending.path(), result, syntax);
+    } catch (const std::exception& error) {
+        throw Failure("cannot write '" + outPath + "': " + error.what());
+    }
+    std::unique_ptr<DICOMDataObject> written;
+    try {
+        written = readDicomFile(pending.path());
+    } catch (const std::exception& error) {
+        throw Failure("cannot read back '" + outPath + "': " + error.what());
+    }
+
+    const std::vector<std::string> missing = missingElements(*input, *written);
+    for (const std::string& path : missing) std::cout << path << " missing\n";
+    std::cout << counted(missing.size(), "attribute") << " missing\n";
+    std::cout.flush();
+
+    if (!missing.empty() && command.has("--strict")) {
+        std::cerr << "refcntr: '" << outPath << "' not written: " << counted(missing.size(), "attribute") << " of '"
+                  << inPath << "' would be lost\n";
+        return exitFailure;
+    }
+    pending.commit();
+    if (!missing.empty()) {
+        std::cerr << "refcntr: warning: '" << outPath << "' lacks " << counted(missing.size(), "attribute") << " of '"
+                  << inPath << "'\n";
+    }
+    return exitSuccess;
+}
+
+}  // namespace
+
+const Command roundtripCommand = {
+    "roundtrip", "refcntr roundtrip IN OUT [--transfer-syntax explicit-le|explicit-be|implicit-le] [--strict]",
+    "read into the containers, save and write, listing what was lost",
+    "Reads IN, a media directory or a softcopy presentation state, into its containers, saves\n"
+    "them back into the data set that was read (elements that no container holds are kept) and\n"
+    "writes it to OUT, replacing OUT in one step; the transfer syntax is the input's unless\n"
+    "given. Containers rebuild sequences from their items, so elements inside sequences that no\n"
+    "item holds are lost: every element of IN that OUT lacks is listed with its path through\n"
+    "sequences and items, e.g. (0070,0001)[0]/(0070,0009)[1]/(0070,0295) missing, followed by\n"
+    "the count. With --strict, OUT is left as it was and the exit code is 1 when anything would\n"
+    "be lost.\n",
+    roundtrip};
+
+}  // namespace refcntr::cli
