@@ -7,6 +7,7 @@
 
 #include "refcntr/core/ContainerUtils.h"
 #include "refcntr/core/OwnedArray.h"
+#include "refcntr/core/PSChangeHandler.h"
 #include "refcntr/platform/AETitle.h"
 #include "refcntr/platform/DICOMDataObject.h"
 #include "refcntr/platform/MDDEntry.h"
@@ -72,6 +73,26 @@ bool readRawArray(const DICOMDataObject& data, const char* creator, UINT8 offset
     return readRawArray(data, data.GetVR(creator, offset, group), values);
 }
 
+// While a container is being created nobody can listen to it yet (it is not returned, and
+// has no parent), so the reports of the items added to its sequences would climb for no
+// one, building paths on the way. The sequence is detached from its holder meanwhile.
+class QuietWhileCreating {
+public:
+    explicit QuietWhileCreating(PSChangeHandler& sequence)
+        : itsSequence(sequence), itsHolder(sequence.getPSChangeHandler()) {
+        itsSequence.clearPSChangeHandler();
+    }
+    ~QuietWhileCreating() {
+        if (itsHolder) itsSequence.setPSChangeHandler(*itsHolder);
+    }
+    QuietWhileCreating(const QuietWhileCreating&) = delete;
+    QuietWhileCreating& operator=(const QuietWhileCreating&) = delete;
+
+private:
+    PSChangeHandler& itsSequence;
+    PSChangeHandler* itsHolder;
+};
+
 // Builds a held sequence from its sequence element: one item per item data set, made by the
 // item class's create. The sequence is present whenever the element exists.
 template <class SequenceType>
@@ -81,6 +102,7 @@ void readSequence(const DICOMDataObject& data, UINT16 group, UINT16 element, Seq
     const SequenceVR* sequenceElement = found->GetAsSequenceVR();
     if (sequenceElement && sequenceElement->GetNumberOfItems() > 0) {
         const auto& items = sequenceElement->GetSequenceItems();
+        const QuietWhileCreating quiet(sequence);
         sequence.resize(unsigned(items.size()));
         for (const DICOMDataObject* item : items) sequence.addItem(SequenceType::ItemType::create(*item));
     }
@@ -95,6 +117,7 @@ void readIndexedSequence(const DICOMDataObject& data, UINT16 group, UINT16 eleme
     const SequenceVR* sequenceElement = found->GetAsSequenceVR();
     if (sequenceElement && sequenceElement->GetNumberOfItems() > 0) {
         const auto& items = sequenceElement->GetSequenceItems();
+        const QuietWhileCreating quiet(sequence);
         sequence.resize(unsigned(items.size()), ContainerUtils::computeSuggestedSequenceIndexSize(items));
         for (const DICOMDataObject* item : items) sequence.addItem(SequenceType::ItemType::create(*item));
     }

@@ -1,6 +1,7 @@
 #include "refcntr/core/MVRFactory.h"
 
 #include <cstdio>
+#include <cstring>
 
 #include "refcntr/platform/DataDictionary.h"
 #include "refcntr/platform/Exceptions.h"
@@ -30,9 +31,12 @@ VRType* MVRFactory<VRType>::Build(UINT16 group, UINT16 element, UINT16 vrCode, c
     }
     auto* built = new VRType(group, element, vrCode, itsEndian, itsAllocater);
     if (pad != nullptr && length % 2 != 0) {
-        RWCString padded(static_cast<const char*>(bytes), length);
-        padded += *pad;
-        built->SetData(padded.data(), UINT32(padded.size()));
+        // The value and its pad byte go straight into the element's own buffer.
+        MemoryAllocater* allocater = itsAllocater ? itsAllocater : VR::itsDefaultMemoryAllocater;
+        auto* padded = static_cast<unsigned char*>(allocater->Allocate(length + 1));
+        std::memcpy(padded, bytes, length);
+        padded[length] = static_cast<unsigned char>(*pad);
+        built->AdoptData(padded, UINT32(length + 1));
     } else if (length != 0) {
         built->SetData(bytes, UINT32(length));
     }

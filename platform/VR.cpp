@@ -33,7 +33,13 @@ VR::VR(const VR& other)
     SetData(other.itsData, other.itsLength);
 }
 
-VR::~VR() { itsAllocater->Release(itsData); }
+VR::~VR() { ReleaseData(); }
+
+void VR::ReleaseData() {
+    if (!HoldsInline()) itsAllocater->Release(itsData);
+    itsData = nullptr;
+    itsLength = 0;
+}
 
 VR* VR::Clone() const { return new VR(*this); }
 
@@ -42,15 +48,21 @@ SequenceVR* VR::GetAsSequenceVR() { return nullptr; }
 const SequenceVR* VR::GetAsSequenceVR() const { return nullptr; }
 
 void VR::SetData(const void* bytes, UINT32 length) {
-    unsigned char* copy = nullptr;
-    if (length > 0 && bytes != nullptr) {
-        copy = static_cast<unsigned char*>(itsAllocater->Allocate(length));
-        std::memcpy(copy, bytes, length);
-    } else {
-        length = 0;
+    if (length == 0 || bytes == nullptr) {
+        ReleaseData();
+        return;
     }
+    if (length <= itsInlineCapacity) {
+        std::memmove(itsInline, bytes, length);  // `bytes` may point into the current value
+        if (!HoldsInline()) itsAllocater->Release(itsData);
+        itsData = itsInline;
+        itsLength = length;
+        return;
+    }
+    auto* copy = static_cast<unsigned char*>(itsAllocater->Allocate(length));
+    std::memcpy(copy, bytes, length);
     // The old buffer goes only after the copy, so `bytes` may point into it.
-    itsAllocater->Release(itsData);
+    if (!HoldsInline()) itsAllocater->Release(itsData);
     itsData = copy;
     itsLength = length;
 }
@@ -60,7 +72,7 @@ void VR::AdoptData(unsigned char* bytes, UINT32 length) {
         itsLength = bytes != nullptr ? length : 0;
         return;
     }
-    itsAllocater->Release(itsData);
+    if (!HoldsInline()) itsAllocater->Release(itsData);
     if (length == 0) {
         itsAllocater->Release(bytes);
         bytes = nullptr;
@@ -70,7 +82,7 @@ void VR::AdoptData(unsigned char* bytes, UINT32 length) {
 }
 
 void VR::SwapDataEndian() {
-    if (itsData != nullptr) reverseValueBytes(itsData, itsLength, MDDEntry::ValueWidth(itsVRCode));
+    if (itsLength) reverseValueBytes(itsData, itsLength, MDDEntry::ValueWidth(itsVRCode));
 }
 
 }  // namespace refcntr

@@ -42,7 +42,7 @@ public:
     EndianType GetEndian() const { return itsEndian; }
 
     // The value bytes as stored (in GetEndian() order); null when the length is 0.
-    const unsigned char* GetData() const { return itsData; }
+    const unsigned char* GetData() const { return itsLength ? itsData : nullptr; }
     UINT32 GetLength() const { return itsLength; }
     // Replaces the value with a copy of `length` bytes (no byte-order conversion).
     void SetData(const void* bytes, UINT32 length);
@@ -55,12 +55,20 @@ public:
     void SwapDataEndian();
 
 private:
+    // Values of up to this many bytes (numbers, flags, short codes) are kept inside the
+    // element, which saves an allocation for most elements of a presentation state.
+    static constexpr UINT32 itsInlineCapacity = 16;
+
+    bool HoldsInline() const { return itsData == itsInline; }
+    void ReleaseData();
+
     MAttributeTag itsTag;
     UINT16 itsVRCode;
     EndianType itsEndian;
     MemoryAllocater* itsAllocater;
     unsigned char* itsData = nullptr;
     UINT32 itsLength = 0;
+    unsigned char itsInline[itsInlineCapacity];
 };
 
 }  // namespace refcntr
