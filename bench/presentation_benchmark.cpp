@@ -8,12 +8,11 @@
 #include <dcmtk/dcmdata/dctk.h>
 #include <dcmtk/dcmpstat/dcmpstat.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <fstream>
-#include <functional>
+#include <cstdlib>
 #include <map>
 #include <memory>
 #include <string>
@@ -100,11 +99,13 @@ void addAnnotations(DcmDataset& state, long count) {
     layer->putAndInsertString(DCM_GraphicLayerOrder, "1");
 }
 
-// The file of a state with `count` annotations, made once per count.
+// The file of a state with `count` annotations, made once (kept in /tmp between runs).
 const std::string& stateFile(long count) {
     static std::map<long, std::string> files;
     auto found = files.find(count);
     if (found != files.end()) return found->second;
+    const std::string path = "/tmp/refcntr-presentation-benchmark-" + std::to_string(count) + ".dcm";
+    if (std::ifstream(path).good()) return files[count] = path;
     DcmDataset image;
     makeImage(image);
     DcmPresentationState state;
@@ -112,7 +113,6 @@ const std::string& stateFile(long count) {
     DcmFileFormat file;
     if (state.write(*file.getDataset(), OFTrue).bad()) throw std::runtime_error("DCMTK could not write the state");
     addAnnotations(*file.getDataset(), count);
-    const std::string path = "/tmp/refcntr-presentation-benchmark-" + std::to_string(count) + ".dcm";
     if (file.saveFile(path.c_str(), EXS_LittleEndianExplicit).bad()) throw std::runtime_error("cannot write " + path);
     return files[count] = path;
 }
@@ -216,38 +216,46 @@ void bareRoad(const std::string& path, const std::string& output) {
     file->saveFile(output.c_str(), EXS_LittleEndianExplicit);
 }
 
-// The growth of resident memory while `work` runs in a child process, in KiB.
-long peakMemoryKiB(const std::function<void()>& work) {
-    int channel[2];
-    if (pipe(channel) != 0) return -1;
-    const pid_t child = fork();
-    if (child == 0) {
-        long pages = 0, resident = 0;
-        if (FILE* statm = std::fopen("/proc/self/statm", "r")) {
-            if (std::fscanf(statm, "%ld %ld", &pages, &resident) != 2) resident = 0;
-            std::fclose(statm);
-        }
-        const long before = resident * (sysconf(_SC_PAGESIZE) / 1024);
-        work();
-        rusage usage{};
-        getrusage(RUSAGE_SELF, &usage);
-        const long growth = usage.ru_maxrss - before;
-        if (write(channel[1], &growth, sizeof growth) != sizeof growth) _exit(1);
-        _exit(0);
+long residentKiB() {
+    long pages = 0, resident = 0;
+    if (FILE* statm = std::fopen("/proc/self/statm", "r")) {
+        if (std::fscanf(statm, "%ld %ld", &pages, &resident) != 2) resident = 0;
+        std::fclose(statm);
     }
+    return resident * (sysconf(_SC_PAGESIZE) / 1024);
+}
+
+// The peak growth of resident memory of one road, measured in a fresh process (this program
+// run with --peak-memory) so that memory freed by earlier benchmarks does not hide it.
+long peakMemoryKiB(const char* road, long count) {
+    const std::string command = "/proc/self/exe --peak-memory " + std::string(road) + " " + std::to_string(count);
     long growth = -1;
-    if (read(channel[0], &growth, sizeof growth) != sizeof growth) growth = -1;
-    waitpid(child, nullptr, 0);
-    close(channel[0]);
-    close(channel[1]);
+    if (FILE* output = popen(command.c_str(), "r")) {
+        if (std::fscanf(output, "%ld", &growth) != 1) growth = -1;
+        pclose(output);
+    }
     return growth;
+}
+
+int measurePeakMemory(const std::string& road, long count) {
+    const std::string& path = stateFile(count);
+    const std::string output = path + ".peak.dcm";
+    const long before = residentKiB();
+    if (road == "road")
+        wholeRoad(path, output);
+    else
+        bareRoad(path, output);
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    std::printf("%ld\n", usage.ru_maxrss - before);
+    return 0;
 }
 
 void roadThroughTheIOD(benchmark::State& state) {
     const std::string& path = stateFile(state.range(0));
     const std::string output = path + ".road.dcm";
     for (auto _ : state) wholeRoad(path, output);
-    state.counters["peak_KiB"] = double(peakMemoryKiB([&] { wholeRoad(path, output); }));
+    state.counters["peak_KiB"] = double(peakMemoryKiB("road", state.range(0)));
     setCounters(state);
 }
 BENCHMARK(roadThroughTheIOD)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
@@ -256,10 +264,20 @@ void dcmtkLoadAndSave(benchmark::State& state) {
     const std::string& path = stateFile(state.range(0));
     const std::string output = path + ".bare.dcm";
     for (auto _ : state) bareRoad(path, output);
-    state.counters["peak_KiB"] = double(peakMemoryKiB([&] { bareRoad(path, output); }));
+    state.counters["peak_KiB"] = double(peakMemoryKiB("bare", state.range(0)));
     setCounters(state);
 }
 BENCHMARK(dcmtkLoadAndSave)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace refcntr
+
+int main(int argc, char** argv) {
+    OFLog::configure(OFLogger::ERROR_LOG_LEVEL);
+    if (argc == 4 && std::string(argv[1]) == "--peak-memory")
+        return refcntr::measurePeakMemory(argv[2], std::atol(argv[3]));
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
