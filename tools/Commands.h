@@ -20,5 +20,7 @@ struct Command {
 extern const Command dumpCommand;
 extern const Command roundtripCommand;
 extern const Command appliesCommand;
+extern const Command treeCommand;
+extern const Command checkCommand;
 
 }  // namespace refcntr::cli

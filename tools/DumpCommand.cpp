@@ -1,10 +1,15 @@
-// refcntr dump: a directory or presentation state through its containers, anything else (or
-// with --raw) element by element.
+// refcntr dump: a directory or presentation state through its containers (all of them, one
+// module, or the first levels), anything else (or with --raw) element by element.
+#include <algorithm>
+#include <charconv>
 #include <iostream>
+#include <optional>
 
 #include "CommandLine.h"
 #include "Commands.h"
+#include "ContainerModules.h"
 #include "DataSetPrinter.h"
+#include "DumpDepth.h"
 #include "StoredObject.h"
 #include "refcntr/platform/DicomFile.h"
 
@@ -12,19 +17,56 @@ namespace refcntr::cli {
 
 namespace {
 
+unsigned levelCount(const std::string& text) {
+    unsigned levels = 0;
+    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), levels);
+    if (parsed.ec != std::errc() || parsed.ptr != text.data() + text.size() || levels < 1)
+        throw UsageError("--depth needs a number of levels from 1 up, not '" + text + "'");
+    return levels;
+}
+
+std::string joined(const std::vector<std::string>& names) {
+    std::string text;
+    for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
+    return text;
+}
+
 int dump(const std::vector<std::string>& arguments) {
-    const CommandArguments command(arguments, 1, {"--raw"}, {});
+    const CommandArguments command(arguments, 1, {"--raw"}, {"--depth", "--module"});
     const std::string& path = command.operand(0);
+    const std::optional<std::string> depth = command.value("--depth");
+    const std::optional<std::string> module = command.value("--module");
+    if (command.has("--raw") && (depth || module))
+        throw UsageError("--raw prints elements, not containers: it does not go with --depth or --module");
+    const unsigned levels = depth ? levelCount(*depth) : 0;  // 0: every level
+    if (module && !isModuleName(*module))
+        throw UsageError("unknown module '" + *module + "' (a class name such as DisplayedAreaModule)");
+
     const auto data = readDicomFile(path);
     const StoredObjectKind kind = command.has("--raw") ? StoredObjectKind::Other : storedObjectKind(*data);
+    if (kind == StoredObjectKind::Other && (levels || module)) {
+        const RWCString sopClass = storedSOPClass(*data);
+        throw Failure("'" + path + "' has no containers to show (" +
+                      (sopClass.empty() ? std::string("it has no SOP class") : "SOP class " + sopClass) +
+                      "): --depth and --module apply to media directories and presentation states");
+    }
+    if (module) {
+        const std::vector<std::string> names = moduleNamesOf(kind);
+        if (std::find(names.begin(), names.end(), *module) == names.end())
+            throw Failure("'" + path + "' is a " + kindName(kind) + ", which has no " + *module +
+                          "; its modules are " + joined(names));
+    }
+
     if (kind == StoredObjectKind::Other) {
         printDataSet(std::cout, *data);
     } else {
+        RWCString text;
         try {
-            std::cout << createContainer(kind, *data)->toString(0) << '\n';
+            text = module ? dumpModule(*module, *data) : createContainer(kind, *data)->toString(0);
         } catch (const std::exception& error) {
             throw Failure("cannot dump '" + path + "' as a " + kindName(kind) + ": " + error.what());
         }
+        std::cout << (levels ? limitDumpDepth(text, levels) : text) << '\n';
     }
     std::cout.flush();
     if (!std::cout) throw Failure("cannot dump '" + path + "': standard output failed");
@@ -34,11 +76,19 @@ int dump(const std::vector<std::string>& arguments) {
 }  // namespace
 
 const Command dumpCommand = {
-    "dump", "refcntr dump FILE [--raw]", "print a file: as its container tree when there is one",
+    "dump", "refcntr dump FILE [--depth N] [--module NAME] [--raw]",
+    "print a file: as its container tree when there is one",
     "Prints a DICOM file. A media directory (DICOMDIR) and a grayscale, color or pseudo-color\n"
     "softcopy presentation state are shown as their container tree; any other file, or any\n"
     "file with --raw, element by element: tag, VR, value and keyword, with sequence items\n"
-    "indented below their sequence.\n",
+    "indented below their sequence.\n"
+    "\n"
+    "  --depth N      show N levels of the tree: 1 the entities, 2 also their modules, 3 also\n"
+    "                 the modules' attributes, and so on; a deeper block is shown as {...}\n"
+    "  --module NAME  show only that module, by class name (DisplayedAreaModule,\n"
+    "                 GeneralStudyModule, DirectoryInformationModule, ...); the levels of\n"
+    "                 --depth then count from the module's attributes\n"
+    "  --raw          element by element, whatever the file\n",
     dump};
 
 }  // namespace refcntr::cli

@@ -46,8 +46,8 @@ int roundtrip(const std::vector<std::string>& arguments) {
     const std::string& inPath = command.operand(0);
     const std::string& outPath = command.operand(1);
     const std::optional<std::string> syntaxName = command.value("--transfer-syntax");
-    const std::optional<TransferSyntax> chosenSyntax =
-        syntaxName ? std::optional<TransferSyntax>(namedTransferSyntax(*syntaxName)) : std::nullopt;
+    // Checked before the input is read; used only when given.
+    const TransferSyntax chosenSyntax = syntaxName ? namedTransferSyntax(*syntaxName) : TransferSyntax::ExplicitLittle;
 
     const auto input = readDicomFile(inPath);
     const StoredObjectKind kind = storedObjectKind(*input);
@@ -69,7 +69,7 @@ int roundtrip(const std::vector<std::string>& arguments) {
     // Written beside OUT and read back, so that the check covers the file as written; OUT
     // is replaced only when the file passes.
     PendingFile pending(outPath);
-    const TransferSyntax syntax = chosenSyntax ? *chosenSyntax : inputTransferSyntax(*input);
+    const TransferSyntax syntax = syntaxName ? chosenSyntax : inputTransferSyntax(*input);
     try {
         writeDicomFile(pending.path(), result, syntax);
     } catch (const std::exception& error) {

@@ -15,7 +15,8 @@ namespace {
 
 using refcntr::cli::Command;
 
-const Command* const commands[] = {&refcntr::cli::dumpCommand, &refcntr::cli::roundtripCommand,
+const Command* const commands[] = {&refcntr::cli::dumpCommand, &refcntr::cli::treeCommand,
+                                   &refcntr::cli::checkCommand, &refcntr::cli::roundtripCommand,
                                    &refcntr::cli::appliesCommand};
 
 std::string overallUsage() {
@@ -27,6 +28,7 @@ std::string overallUsage() {
         const std::string name = command->name;
         text += "  " + name + std::string(11 - name.size(), ' ') + command->summary + "\n";
     }
+    text += "\nexit codes: 0 done, 1 bad input or a failed check, 2 usage error\n";
     return text;
 }
 

@@ -11,53 +11,23 @@
 #include <dcmtk/dcmdata/dctk.h>
 
 #include "platform/TestFiles.h"
+#include "support/DirectoryFiles.h"
+#include "support/RunProgram.h"
 #include "refcntr/platform/DcmtkBridge.h"
 
 namespace {
 
+using refcntr::testfiles::contains;
+using refcntr::testfiles::Outcome;
 using refcntr::testfiles::quoted;
 using refcntr::testfiles::readWholeFile;
 using refcntr::testfiles::runCommand;
 using refcntr::testfiles::ScratchDirectory;
 using refcntr::testfiles::writeWholeFile;
 
-struct Outcome {
-    int exitCode;
-    std::string out;
-    std::string err;
-};
-
-bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 const char* const frames = "2.25.182736450918273645091827364509182736451";  // referenced with frames 1 to 3
 const char* const single = "2.25.182736450918273645091827364509182736452";  // referenced without frames
-
-void writeImage(const std::string& path) {
-    DcmFileFormat file;
-    DcmDataset& data = *file.getDataset();
-    const std::pair<DcmTagKey, const char*> texts[] = {{DCM_SOPClassUID, UID_SecondaryCaptureImageStorage},
-                                                       {DCM_SOPInstanceUID, "2.25.91"},
-                                                       {DCM_PatientID, "P1"},
-                                                       {DCM_PatientName, "Doe^Jane"},
-                                                       {DCM_StudyInstanceUID, "2.25.101"},
-                                                       {DCM_SeriesInstanceUID, "2.25.1011"},
-                                                       {DCM_StudyDate, "20240102"},
-                                                       {DCM_StudyTime, "101500"},
-                                                       {DCM_StudyID, "S1"},
-                                                       {DCM_AccessionNumber, "A1"},
-                                                       {DCM_Modality, "OT"},
-                                                       {DCM_SeriesNumber, "1"},
-                                                       {DCM_InstanceNumber, "1"},
-                                                       {DCM_PhotometricInterpretation, "MONOCHROME2"}};
-    for (const auto& [tag, value] : texts) ASSERT_TRUE(data.putAndInsertString(tag, value).good());
-    const std::pair<DcmTagKey, Uint16> numbers[] = {{DCM_SamplesPerPixel, 1},    {DCM_Rows, 4},       {DCM_Columns, 4},
-                                                    {DCM_BitsAllocated, 8},      {DCM_BitsStored, 8}, {DCM_HighBit, 7},
-                                                    {DCM_PixelRepresentation, 0}};
-    for (const auto& [tag, value] : numbers) ASSERT_TRUE(data.putAndInsertUint16(tag, value).good());
-    const std::vector<Uint8> pixels(16, 128);
-    ASSERT_TRUE(data.putAndInsertUint8Array(DCM_PixelData, pixels.data(), 16).good());
-    ASSERT_TRUE(file.saveFile(path.c_str(), EXS_LittleEndianExplicit).good());
-}
 
 class RefcntrTool : public ::testing::Test {
 protected:
@@ -65,11 +35,8 @@ protected:
         OFLog::configure(OFLogger::ERROR_LOG_LEVEL);
         refcntr::registerPrivateEntriesWithDcmtk();  // private values read back typed in implicit VR
         files = new ScratchDirectory;
-        std::filesystem::create_directories(files->File("IMAGES"));
-        writeImage(files->File("IMAGES/IM1"));
-        ASSERT_EQ(runCommand("cd " + quoted(files->Path().string()) + " && " + REFCNTR_DCMTK_BIN_DIR +
-                             "/dcmmkdir -q --recurse +F REFCNTR_CLI +D DICOMDIR IMAGES"),
-                  0);
+        refcntr::testfiles::makeDirectory(files->Path(), {{"IM1", {"P1", "Doe^Jane", "2.25.101", "S1", "20240102", "",
+                                                                   "2.25.1011", "OT", "1", "2.25.91", "1"}}});
 
         // An element that no graphic object item holds, inside the annotation's graphic
         // object, and a private element at the top that no module holds.
@@ -100,16 +67,28 @@ protected:
                         .good());
         ASSERT_TRUE(state.getDataset()->saveFile(files->File("pseudo.dcm").c_str(), EXS_LittleEndianExplicit).good());
 
+        // The sample with the viewer's private block reserved at (0023,0011) instead of (0023,0010).
+        ASSERT_TRUE(state.loadFile(Sample().c_str()).good());
+        DcmDataset& moved = *state.getDataset();
+        for (Uint16 element = 0x1000; element <= 0x10FF; ++element) {
+            DcmElement* original = nullptr;
+            if (moved.findAndGetElement(DcmTagKey(0x0023, element), original).bad()) continue;
+            OFString value;
+            ASSERT_TRUE(original->getOFStringArray(value).good());
+            const DcmTag tag(0x0023, Uint16(element + 0x100), original->ident());
+            ASSERT_TRUE(moved.findAndDeleteElement(DcmTagKey(0x0023, element)).good());
+            ASSERT_TRUE(moved.putAndInsertString(tag, value.c_str()).good()) << tag.toString();
+        }
+        ASSERT_TRUE(moved.findAndDeleteElement(DcmTagKey(0x0023, 0x0010)).good());
+        ASSERT_TRUE(moved.putAndInsertString(DcmTag(0x0023, 0x0011, EVR_LO), "ZORVIK0").good());
+        ASSERT_TRUE(state.saveFile(files->File("moved.dcm").c_str(), EXS_LittleEndianExplicit).good());
+
         writeWholeFile(files->File("notes.txt"), "not a DICOM file at all\n");
     }
     static void TearDownTestSuite() { delete files; }
 
     Outcome Run(const std::string& arguments) {
-        const std::string out = scratch.File("stdout");
-        const std::string err = scratch.File("stderr");
-        const std::string tool = std::string(REFCNTR_BINARY_DIR) + "/tools/refcntr";
-        const int code = runCommand(quoted(tool) + " " + arguments + " >" + quoted(out) + " 2>" + quoted(err));
-        return {code, readWholeFile(out), readWholeFile(err)};
+        return refcntr::testfiles::runProgram(std::string(REFCNTR_BINARY_DIR) + "/tools/refcntr", arguments, scratch);
     }
 
     static std::string Sample() {
@@ -170,7 +149,7 @@ TEST_F(RefcntrTool, DumpShowsDirectoriesAndPresentationStatesThroughTheirContain
     } cases[] = {
         {"dump " + quoted(File("DICOMDIR")),
          true,
-         {"itsFileSetIDElement = \"REFCNTR_CLI\"", "itsDirectoryRecordTypeElement = \"IMAGE\"", "\"2.25.91\""}},
+         {"itsFileSetIDElement = \"REFCNTR_TEST\"", "itsDirectoryRecordTypeElement = \"IMAGE\"", "\"2.25.91\""}},
         {"dump " + quoted(Sample()),
          true,
          {"itsPresentationInformationEntity =", "itsGraphicLayerElement = \"FINDINGS\""}},
@@ -272,9 +251,9 @@ TEST_F(RefcntrTool, UnreadableAndUnsupportedFilesFailNamingTheFile) {
         std::string reason;
         std::vector<std::string> commands;  // "roundtrip" writes to out
     } cases[] = {
-        {File("missing.dcm"), "no such file", {"dump", "roundtrip", "applies"}},
-        {File("notes.txt"), "not a DICOM file", {"dump", "roundtrip", "applies"}},
-        {File("IMAGES/IM1"), "SOP class 1.2.840.10008.5.1.4.1.1.7", {"roundtrip", "applies"}},
+        {File("missing.dcm"), "no such file", {"dump", "roundtrip", "applies", "check", "tree"}},
+        {File("notes.txt"), "not a DICOM file", {"dump", "roundtrip", "applies", "check", "tree"}},
+        {File("IMAGES/IM1"), "SOP class 1.2.840.10008.5.1.4.1.1.7", {"roundtrip", "applies", "check"}},
         {File("DICOMDIR"), "not a softcopy presentation state (it is a media directory)", {"applies"}},
     };
     for (const auto& each : cases) {
@@ -296,13 +275,20 @@ TEST_F(RefcntrTool, BadUsageExitsWithTwoAndTheUsage) {
     const std::pair<std::string, std::string> cases[] = {
         {"", "usage: refcntr dump FILE"},
         {"list x.dcm", "usage: refcntr dump FILE"},
-        {"dump a.dcm --strict", "usage: refcntr dump FILE [--raw]"},
+        {"dump a.dcm --strict", "usage: refcntr dump FILE [--depth N] [--module NAME] [--raw]"},
         {"roundtrip a.dcm", "usage: refcntr roundtrip IN OUT"},
         {"roundtrip a.dcm b.dcm c.dcm", "usage: refcntr roundtrip IN OUT"},
         {"roundtrip a.dcm b.dcm --transfer-syntax", "needs a value"},
         {"roundtrip a.dcm b.dcm --transfer-syntax deflated", "unknown transfer syntax 'deflated'"},
         {"applies a.dcm", "--image UID is required"},
         {"applies a.dcm --image 1.2 --frame 2x", "--frame needs a frame number"},
+        {"dump a.dcm --depth 0", "--depth needs a number of levels from 1 up, not '0'"},
+        {"dump a.dcm --depth two", "--depth needs a number of levels from 1 up, not 'two'"},
+        {"dump a.dcm --module Display", "unknown module 'Display'"},
+        {"dump a.dcm --raw --depth 2", "--raw prints elements, not containers"},
+        {"tree", "usage: refcntr tree DICOMDIR"},
+        {"tree a b", "expected 1 file, got 2"},
+        {"check a.dcm --strict", "usage: refcntr check FILE"},
     };
     for (const auto& [arguments, message] : cases) {
         const Outcome result = Run(arguments);
@@ -310,11 +296,106 @@ TEST_F(RefcntrTool, BadUsageExitsWithTwoAndTheUsage) {
         EXPECT_TRUE(contains(result.err, message)) << arguments << ": " << result.err;
         EXPECT_EQ(result.out, "");
     }
-    for (const std::string arguments : {"roundtrip --help", "applies a.dcm --help", "--help"}) {
-        const Outcome result = Run(arguments);
-        EXPECT_EQ(result.exitCode, 0) << arguments;
-        EXPECT_TRUE(contains(result.out, "usage: refcntr")) << result.out;
+}
+
+TEST_F(RefcntrTool, HelpListsEveryCommandAndEachCommandExplainsItself) {
+    const Outcome overall = Run("--help");
+    EXPECT_EQ(overall.exitCode, 0);
+    EXPECT_EQ(overall.err, "");
+    EXPECT_TRUE(contains(overall.out, "exit codes: 0 done, 1 bad input or a failed check, 2 usage error")) << overall.out;
+    const std::pair<std::string, std::string> commands[] = {
+        {"dump", "--module NAME"},       {"tree", "following the offsets"},       {"check", "Exit code: 0 when every"},
+        {"roundtrip", "--strict"},       {"applies", "--frame N"}};
+    for (const auto& [name, detail] : commands) {
+        EXPECT_TRUE(contains(overall.out, "\n  " + name + " ")) << name << "\n" << overall.out;
+        for (const std::string& arguments : {name + " --help", name + " a.dcm -h"}) {
+            const Outcome help = Run(arguments);
+            EXPECT_EQ(help.exitCode, 0) << arguments;
+            EXPECT_EQ(help.out.rfind("usage: refcntr " + name + " ", 0), 0u) << help.out;
+            EXPECT_TRUE(contains(help.out, detail)) << help.out;
+        }
     }
+}
+
+TEST_F(RefcntrTool, DumpShowsTheFirstLevelsOrOneModule) {
+    const Outcome entities = Run("dump --depth 1 " + quoted(Sample()));
+    ASSERT_EQ(entities.exitCode, 0) << entities.err;
+    EXPECT_EQ(entities.out,
+              "itsFileInformationEntity = {...}\nitsPatientInformationEntity = {...}\nitsStudyInformationEntity = {...}\n"
+              "itsSeriesInformationEntity = {...}\nitsEquipmentInformationEntity = {...}\n"
+              "itsPresentationInformationEntity = {...}\n");
+
+    const Outcome directory = Run("dump " + quoted(File("DICOMDIR")) + " --depth 2");
+    ASSERT_EQ(directory.exitCode, 0) << directory.err;
+    EXPECT_TRUE(contains(directory.out, "{\n  itsFileSetIdentificationModule = {...}\n  itsDirectoryInformationModule = {...}\n}\n"))
+        << directory.out;
+
+    // The module as the state holds it; --depth counts from its attributes.
+    const Outcome area = Run("dump --module DisplayedAreaModule --depth 3 " + quoted(Sample()));
+    ASSERT_EQ(area.exitCode, 0) << area.err;
+    EXPECT_EQ(area.out.rfind("itsDisplayedAreaSelectionSequenceElement = \n{\n  Item 0:\n  {\n"
+                             "    itsReferencedImageSequenceElement = {...}\n    itsDisplayedAreaTLHCElement = {...}\n",
+                             0),
+              0u)
+        << area.out;
+    EXPECT_TRUE(contains(area.out, "  },\n  Item 1:\n")) << area.out;
+    const Outcome study = Run("dump --module GeneralStudyModule " + quoted(Sample()));
+    EXPECT_EQ(study.out.rfind("itsStudyInstanceUIDElement = \"2.25.301298871265240957173304958824463180542\"\n", 0), 0u)
+        << study.out;
+    EXPECT_TRUE(contains(Run("dump --module FileSetIdentificationModule " + quoted(File("DICOMDIR"))).out,
+                         "itsFileSetIDElement = \"REFCNTR_TEST\""));
+}
+
+TEST_F(RefcntrTool, DumpOptionsNeedContainersAndAModuleOfTheFilesIOD) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"dump --module DirectoryInformationModule " + quoted(Sample()),
+         "is a grayscale softcopy presentation state, which has no DirectoryInformationModule; its modules are "
+         "FileMetaInformationModule, PatientModule, "},
+        {"dump --module SoftcopyVOILUTModule " + quoted(File("color.dcm")), "which has no SoftcopyVOILUTModule"},
+        {"dump --depth 2 " + quoted(File("IMAGES/IM1")),
+         "has no containers to show (SOP class 1.2.840.10008.5.1.4.1.1.7)"},
+    };
+    for (const auto& [arguments, message] : cases) {
+        const Outcome result = Run(arguments);
+        EXPECT_EQ(result.exitCode, 1) << arguments;
+        EXPECT_EQ(result.out, "");
+        EXPECT_TRUE(contains(result.err, message)) << arguments << ": " << result.err;
+    }
+}
+
+TEST_F(RefcntrTool, CheckListsWhatNoContainerHoldsAndFailsWhenThereIsAny) {
+    const Outcome extra = Run("check " + quoted(File("extra.dcm")));
+    EXPECT_EQ(extra.exitCode, 1) << extra.err;
+    EXPECT_EQ(extra.err, "");
+    EXPECT_EQ(extra.out,
+              "(0029,0010)  # PrivateCreator\n"
+              "(0029,1001)\n"
+              "(0070,0001)[0]/(0070,0009)[0]/(0070,0295)  # GraphicGroupID\n"
+              "3 attributes held by no container of the grayscale softcopy presentation state\n");
+
+    // The viewer's own private block is held wherever its creator reserved it.
+    const std::pair<std::string, std::string> held[] = {
+        {Sample(), "grayscale softcopy presentation state"},
+        {File("moved.dcm"), "grayscale softcopy presentation state"},
+        {File("big.dcm"), "grayscale softcopy presentation state"},
+        {File("DICOMDIR"), "media directory"}};
+    for (const auto& [file, kind] : held) {
+        const Outcome result = Run("check " + quoted(file));
+        EXPECT_EQ(result.exitCode, 0) << file << "\n" << result.out << result.err;
+        EXPECT_EQ(result.out, "every attribute is held by a container of the " + kind + "\n");
+    }
+
+    // The sample read as the other two states: neither has a softcopy presentation LUT module,
+    // and the color state has no softcopy VOI LUT module either.
+    const Outcome pseudo = Run("check " + quoted(File("pseudo.dcm")));
+    EXPECT_EQ(pseudo.exitCode, 1);
+    EXPECT_EQ(pseudo.out,
+              "(2050,0020)  # PresentationLUTShape\n"
+              "1 attribute held by no container of the pseudo-color softcopy presentation state\n");
+    const Outcome color = Run("check " + quoted(File("color.dcm")));
+    EXPECT_EQ(color.exitCode, 1);
+    EXPECT_TRUE(contains(color.out, "(0028,3110)  # SoftcopyVOILUTSequence\n")) << color.out;
+    EXPECT_TRUE(contains(color.out, "(2050,0020)  # PresentationLUTShape\n")) << color.out;
 }
 
 // The items of the sample: displayed areas for frame 1 of the multi-frame image (item 0) and

@@ -1,0 +1,27 @@
+// Running a program of the build as a separate process and collecting what it printed.
+#pragma once
+
+#include <string>
+
+#include "platform/TestFiles.h"
+
+namespace refcntr::testfiles {
+
+struct Outcome {
+    int exitCode;
+    std::string out;
+    std::string err;
+};
+
+// Runs `program` (a path) with `arguments` (already quoted as needed) through the shell, its
+// standard output and error captured in files of `scratch`.
+inline Outcome runProgram(const std::string& program, const std::string& arguments, const ScratchDirectory& scratch) {
+    const std::string out = scratch.File("stdout");
+    const std::string err = scratch.File("stderr");
+    const int code = runCommand(quoted(program) + " " + arguments + " >" + quoted(out) + " 2>" + quoted(err));
+    return {code, readWholeFile(out), readWholeFile(err)};
+}
+
+inline bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+}  // namespace refcntr::testfiles

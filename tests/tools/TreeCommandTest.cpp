@@ -1,0 +1,137 @@
+// refcntr tree as a separate process, on a directory that dcmmkdir made of DCMTK-built images
+// and on copies of it whose record links were damaged byte by byte.
+#include <cstring>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "support/DirectoryFiles.h"
+#include "support/RunProgram.h"
+
+namespace {
+
+using refcntr::testfiles::contains;
+using refcntr::testfiles::Outcome;
+using refcntr::testfiles::quoted;
+using refcntr::testfiles::readWholeFile;
+using refcntr::testfiles::ScratchDirectory;
+using refcntr::testfiles::writeWholeFile;
+
+constexpr unsigned nextRecord = 0x1400;  // (0004,1400)
+constexpr unsigned lowerLevel = 0x1420;  // (0004,1420)
+
+// The copy of a directory (explicit VR little endian) in which the link `element` of record
+// `record` (counted from 0 in file order) holds `offset`.
+std::string withLink(const std::string& directory, unsigned record, unsigned element, unsigned offset) {
+    const char header[] = {0x04, 0x00, char(element & 0xFF), char(element >> 8), 'U', 'L', 0x04, 0x00};
+    std::string bytes = readWholeFile(directory);
+    std::size_t at = 0;
+    for (unsigned i = 0; i <= record; ++i) {
+        at = bytes.find(std::string(header, sizeof header), i == 0 ? 0 : at + 1);
+        if (at == std::string::npos) return std::string();
+    }
+    const unsigned char value[] = {static_cast<unsigned char>(offset), static_cast<unsigned char>(offset >> 8),
+                                   static_cast<unsigned char>(offset >> 16), static_cast<unsigned char>(offset >> 24)};
+    bytes.replace(at + sizeof header, 4, reinterpret_cast<const char*>(value), 4);
+    return bytes;
+}
+
+class TreeCommand : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        OFLog::configure(OFLogger::ERROR_LOG_LEVEL);
+        files = new ScratchDirectory;
+        refcntr::testfiles::makeTwoPatientDirectory(files->Path());
+    }
+    static void TearDownTestSuite() { delete files; }
+
+    Outcome Tree(const std::string& path) {
+        return refcntr::testfiles::runProgram(std::string(REFCNTR_BINARY_DIR) + "/tools/refcntr", "tree " + quoted(path),
+                                              scratch);
+    }
+    // The directory with one link changed, written to the scratch directory.
+    std::string Damaged(unsigned record, unsigned element, unsigned offset) {
+        const std::string bytes = withLink(Directory(), record, element, offset);
+        EXPECT_FALSE(bytes.empty());
+        const std::string path = scratch.File("DICOMDIR");
+        writeWholeFile(path, bytes);
+        return path;
+    }
+    static std::string Directory() { return files->File("DICOMDIR"); }
+    static unsigned RootOffset() {
+        DcmFileFormat file;
+        Uint32 root = 0;
+        EXPECT_TRUE(file.loadFile(Directory().c_str()).good());
+        file.getDataset()->findAndGetUint32(DCM_OffsetOfTheFirstDirectoryRecordOfTheRootDirectoryEntity, root);
+        return root;
+    }
+
+    static ScratchDirectory* files;
+    ScratchDirectory scratch;
+};
+ScratchDirectory* TreeCommand::files = nullptr;
+
+TEST_F(TreeCommand, ListsPatientsStudiesSeriesAndImagesByFollowingTheLinks) {
+    const Outcome result = Tree(Directory());
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.out,
+              "PATIENT Doe^Jane [P1]\n"
+              "  STUDY 20240102 S1 \"CT CHEST\" [2.25.101]\n"
+              "    SERIES CT 1 [2.25.1011]\n"
+              "      IMAGE 1 IMAGES/IM1 [2.25.10111]\n"
+              "      IMAGE 2 IMAGES/IM2 [2.25.10112]\n"
+              "PATIENT Roe^Richard [P2]\n"
+              "  STUDY 20231130 S7 [2.25.201]\n"
+              "    SERIES MR 3 [2.25.2011]\n"
+              "      IMAGE 1 IMAGES/IM3 [2.25.20111]\n"
+              "    SERIES OT 4 [2.25.2012]\n"
+              "      IMAGE 1 IMAGES/IM4 [2.25.20121]\n");
+}
+
+// Records in file order: 0 the first patient, 1 its study, 2 its series, 3 and 4 its images,
+// 5 the second patient.
+TEST_F(TreeCommand, DamagedLinksFailNamingTheFileAndTheLink) {
+    const struct {
+        unsigned record, element, offset;
+        std::string message;
+    } cases[] = {
+        {0, nextRecord, 12345, "the PATIENT record at offset " + std::to_string(RootOffset()) +
+                                   " links to offset 12345, where no record starts"},
+        {3, lowerLevel, RootOffset(), "links back to the record at offset " + std::to_string(RootOffset()) +
+                                          ": the links loop"},
+    };
+    for (const auto& each : cases) {
+        const std::string path = Damaged(each.record, each.element, each.offset);
+        const Outcome result = Tree(path);
+        EXPECT_EQ(result.exitCode, 1) << each.message;
+        EXPECT_EQ(result.out, "");
+        EXPECT_TRUE(contains(result.err, "'" + path + "': ") && contains(result.err, each.message)) << result.err;
+    }
+}
+
+TEST_F(TreeCommand, RecordsThatNoLinkReachesAreCountedInAWarning) {
+    const Outcome result = Tree(Damaged(0, nextRecord, 0));
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_EQ(result.out.rfind("PATIENT Doe^Jane", 0), 0u) << result.out;
+    EXPECT_FALSE(contains(result.out, "Roe^Richard")) << result.out;
+    EXPECT_TRUE(contains(result.err, "warning: '" + scratch.File("DICOMDIR") + "': 6 records are not linked from the root"))
+        << result.err;
+}
+
+TEST_F(TreeCommand, OtherFilesAreNotDirectories) {
+    const std::string sample = std::string(REFCNTR_BINARY_DIR) + "/samples/grayscale-presentation-state.dcm";
+    const std::pair<std::string, std::string> cases[] = {
+        {sample, "is not a media directory (it is a grayscale softcopy presentation state)"},
+        {files->File("IMAGES/IM1"), "is not a media directory (SOP class 1.2.840.10008.5.1.4.1.1.7)"},
+        {files->File("missing"), "no such file"},
+    };
+    for (const auto& [path, message] : cases) {
+        const Outcome result = Tree(path);
+        EXPECT_EQ(result.exitCode, 1) << path;
+        EXPECT_EQ(result.out, "");
+        EXPECT_TRUE(contains(result.err, "'" + path + "'") && contains(result.err, message)) << result.err;
+    }
+}
+
+}  // namespace

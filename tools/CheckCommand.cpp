@@ -1,0 +1,112 @@
+// refcntr check: the attributes of a file that no container of its IOD holds.
+#include <iostream>
+
+#include "CommandLine.h"
+#include "Commands.h"
+#include "DataSetDifference.h"
+#include "StoredObject.h"
+#include "refcntr/platform/DataDictionary.h"
+#include "refcntr/platform/DicomFile.h"
+
+namespace refcntr::cli {
+
+namespace {
+
+bool isPrivateCreator(const VR& element) {
+    return element.GetTag().IsPrivate() && element.GetElement() >= 0x0010 && element.GetElement() <= 0x00FF;
+}
+
+// The top-level private creators of `input`, for the containers to find their block where the
+// input has it: a private module writes into the block its creator reserves, or reserves the
+// first free one.
+DICOMDataObject withPrivateCreatorsOf(const DICOMDataObject& input) {
+    DICOMDataObject result(input.GetEndian());
+    for (const auto& element : input)
+        if (isPrivateCreator(*element)) result.ReplaceVR(element->Clone());
+    return result;
+}
+
+// Removes the creators whose block holds nothing after the containers saved, so that they are
+// reported with the rest of the block.
+void dropUnusedCreators(DICOMDataObject& saved) {
+    std::vector<MAttributeTag> unused;
+    for (const auto& element : saved) {
+        if (!isPrivateCreator(*element)) continue;
+        const UINT16 first = UINT16(element->GetElement() << 8);
+        bool used = false;
+        for (const auto& other : saved)
+            used = used || (other->GetGroup() == element->GetGroup() && other->GetElement() >= first &&
+                            other->GetElement() <= first + 0xFF);
+        if (!used) unused.push_back(element->GetTag());
+    }
+    for (const MAttributeTag& tag : unused) saved.RemoveVR(tag.GetGroup(), tag.GetElement());
+}
+
+// The keyword of the element at the end of a path such as "(0070,0001)[0]/(0070,0295)", or
+// "" for a whole item, a private element or a tag the dictionary does not know.
+std::string keywordAtEnd(const std::string& path) {
+    if (path.size() < 11 || path.back() != ')') return std::string();
+    const std::string tag = path.substr(path.size() - 11);
+    const UINT16 group = UINT16(std::stoul(tag.substr(1, 4), nullptr, 16));
+    const UINT16 element = UINT16(std::stoul(tag.substr(6, 4), nullptr, 16));
+    if (group & 1) return element >= 0x0010 && element <= 0x00FF ? "PrivateCreator" : std::string();
+    return InstanceSpecificDataDictionary::Keyword(group, element);
+}
+
+std::string counted(std::size_t count, const char* noun) {
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+int check(const std::vector<std::string>& arguments) {
+    const CommandArguments command(arguments, 1, {}, {});
+    const std::string& path = command.operand(0);
+    const auto input = readDicomFile(path);
+    const StoredObjectKind kind = storedObjectKind(*input);
+    if (kind == StoredObjectKind::Other) {
+        const RWCString sopClass = storedSOPClass(*input);
+        throw Failure("cannot check '" + path + "': " +
+                      (sopClass.empty() ? std::string("it has no SOP class") : "SOP class " + sopClass + " is") +
+                      " neither a media directory nor a softcopy presentation state");
+    }
+
+    // What the containers hold is what they save: saved into a data set of their own, every
+    // element of the input that is not there again is held by none of them.
+    DICOMDataObject saved = withPrivateCreatorsOf(*input);
+    try {
+        createContainer(kind, *input)->save(saved);
+    } catch (const std::exception& error) {
+        throw Failure("cannot check '" + path + "' as a " + kindName(kind) + ": " + error.what());
+    }
+    dropUnusedCreators(saved);
+
+    const std::vector<std::string> unheld = missingElements(*input, saved);
+    for (const std::string& element : unheld) {
+        const std::string keyword = keywordAtEnd(element);
+        std::cout << element << (keyword.empty() ? "" : "  # " + keyword) << '\n';
+    }
+    if (unheld.empty())
+        std::cout << "every attribute is held by a container of the " << kindName(kind) << '\n';
+    else
+        std::cout << counted(unheld.size(), "attribute") << " held by no container of the " << kindName(kind) << '\n';
+    std::cout.flush();
+    if (!std::cout) throw Failure("cannot check '" + path + "': standard output failed");
+    return unheld.empty() ? exitSuccess : exitFailure;
+}
+
+}  // namespace
+
+const Command checkCommand = {
+    "check", "refcntr check FILE", "list the attributes that no container holds",
+    "Reads FILE, a media directory or a softcopy presentation state (the IOD is chosen by its\n"
+    "SOP class, as dump does), and lists every attribute of it that no container of that IOD\n"
+    "holds: private attributes of other vendors, attributes of modules the IOD does not have,\n"
+    "elements inside sequence items that the item does not know, and values that cannot be\n"
+    "read as their attribute's type. Paths go through sequences and items as in roundtrip,\n"
+    "e.g. (0070,0001)[0]/(0070,0009)[0]/(0070,0295)  # GraphicGroupID. refcntr roundtrip keeps\n"
+    "those at the top level (it saves over the data set it read) but loses those inside items.\n"
+    "\n"
+    "Exit code: 0 when every attribute is held, 1 when some are not (or FILE cannot be read\n"
+    "or is of another kind), 2 for a usage error.\n",
+    check};
+
+}  // namespace refcntr::cli
