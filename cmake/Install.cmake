@@ -27,3 +27,9 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/refcntrConfigVersion.cmake
   COMPATIBILITY SameMajorVersion)
 install(FILES ${CMAKE_BINARY_DIR}/refcntrConfig.cmake ${CMAKE_BINARY_DIR}/refcntrConfigVersion.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/refcntr)
+
+# pkg-config: refcntr.pc finds the prefix from its own place, so it is right for any --prefix.
+file(RELATIVE_PATH REFCNTR_PC_PREFIX_FROM_PCDIR ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" REFCNTR_PC_PREFIX_FROM_PCDIR "${REFCNTR_PC_PREFIX_FROM_PCDIR}")
+configure_file(${CMAKE_SOURCE_DIR}/cmake/refcntr.pc.in ${CMAKE_BINARY_DIR}/refcntr.pc @ONLY)
+install(FILES ${CMAKE_BINARY_DIR}/refcntr.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
