@@ -20,6 +20,16 @@ build: setup
 sanitize:
 	$(MAKE) test BUILD=build-sanitize BUILD_TYPE=Debug CMAKE_FLAGS="-DREFCNTR_SANITIZE=ON -DREFCNTR_BUILD_BENCHMARKS=OFF"
 
+# API documentation of the public headers, generated ones included, in $(BUILD)/docs/html.
+.PHONY: docs
+docs:
+	scripts/setup docs
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=$(BUILD_TYPE) $(CMAKE_FLAGS) >/dev/null
+	cmake --build $(BUILD) --target refcntr_generated
+	mkdir -p $(BUILD)/docs
+	REFCNTR_SOURCE=$(CURDIR) REFCNTR_BUILD=$(abspath $(BUILD)) doxygen docs/Doxyfile
+	@echo "API documentation: $(BUILD)/docs/html/index.html (Doxygen's warnings: $(BUILD)/docs/warnings.log)"
+
 setup:
 	scripts/setup
 

@@ -1,4 +1,13 @@
 // The base of every container: a parent to report changes to and a registry of listeners.
+//
+// Containers form a tree: an IOD owns its entities, an entity its modules, a module or item
+// holds its sequences, a sequence owns its items. Every setter reports its change to its own
+// container, which tells its listeners and passes the report to its parent; each level puts its
+// name in front of the dotted path. A viewer usually registers on the IOD, where every change
+// of the tree arrives as elementUpdated with the whole path, e.g.
+// "GrayscaleSoftcopyPresentationStateCompositeIOD.PresentationInformationEntity.
+// DisplayedAreaModule.DisplayedAreaSelectionSequenceElement.DisplayedAreaSelectionSequenceItem.
+// DisplayedAreaBRHCElement".
 #pragma once
 
 #include "refcntr/notify/ListenerRegistry.h"
@@ -45,12 +54,26 @@ public:
     void clearPSChangeHandler() { itsParent = nullptr; }
     PSChangeHandler* getPSChangeHandler() const { return itsParent; }
 
-    // Register for every frame of image `uid` (every image when `uid` is empty).
+    // Register for every frame of image `uid` (every image when `uid` is empty). The listener
+    // is not owned: it must outlive its registrations, or be removed first. A report names the images it applies to
+    // (the Referenced Image Sequence of the changed item); an image registration hears it when
+    // those images include `uid`, with or without frames. A registration that overlaps one the
+    // listener holds here already is ignored, a wider one too (every image after one image):
+    // to widen a registration, remove the listener first.
     void addListener(PSChangeListener& listener, const RWCString& uid);
-    // Register for one frame of image `uid` (every image when `uid` is empty).
+    // Register for one frame of image `uid` (every image when `uid` is empty). A frame
+    // registration hears only reports whose images list that very frame: not those of an item
+    // that references the whole image, nor those of an item that applies to every image (it
+    // references none). A viewer that must hear everything about the frame it shows registers
+    // for every image and asks the image-indexed sequences what applies to the frame.
     void addListener(PSChangeListener& listener, const RWCString& uid, int frame);
+    // Removes every registration of the listener.
     void removeListener(PSChangeListener& listener);
+    // Removes the listener's registrations for image `uid`, whatever their frame (every
+    // registration when `uid` is empty).
     void removeListener(PSChangeListener& listener, const RWCString& uid);
+    // Removes the listener's registration for frame `frame` of image `uid` (every registration
+    // when `uid` is empty).
     void removeListener(PSChangeListener& listener, const RWCString& uid, int frame);
 
     const ListenerRegistry& getListenerRegistry() const { return itsListeners; }

@@ -12,6 +12,18 @@ class ReferencedImageSequence;
 // Every operation has an empty default body, so a listener overrides only what it needs.
 // `path` is the dotted path of what changed as seen from the container the listener is
 // registered on; `images` names the images the change applies to (null: every image).
+//
+// What a listener hears depends on where it is registered:
+// - on an item: elementUpdated("<Item>.<X>Element") for its own attributes, and for changes
+//   in the items of its sequences a path through them;
+// - on a sequence: sequenceItemUpdated(path = "<Sequence>", elementPath =
+//   "<Sequence>Element.<Item>.<X>Element") when one of its items changes (adding and removing
+//   items is told to the sequence's parent, not to its listeners);
+// - on a module, an entity or an IOD: every change as elementUpdated, the path starting with
+//   that container's name; an item added to, removed from or cleared out of one of the module's
+//   sequences gives "<Module>.Element" (the sequence is not named).
+// Delivery is synchronous, on the thread that called the setter. A listener must not add or
+// remove registrations on the container that is telling it.
 class PSChangeListener {
 public:
     PSChangeListener() = default;

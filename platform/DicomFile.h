@@ -18,6 +18,9 @@ enum class TransferSyntax { ExplicitLittle, ExplicitBig, ImplicitLittle };
 std::unique_ptr<DICOMDataObject> readDicomFile(const std::string& path);
 
 // Writes the data set as a DICOM file with a meta header built from its group 0002 elements.
+// The transfer syntax UID is the one asked for; meta elements the data set lacks (media storage
+// SOP class and instance, implementation) are filled in from the data set by DCMTK, so a data
+// set saved from containers built from nothing needs only its SOP common module's UIDs.
 // The file is written to a temporary file beside `path` and renamed into place, so a failure
 // never leaves a partial file. Throws RuntimeException naming the file and the reason.
 void writeDicomFile(const std::string& path, const DICOMDataObject& dataSet, TransferSyntax transferSyntax);
