@@ -3,8 +3,14 @@ BUILD ?= build
 BUILD_TYPE ?= Release
 CMAKE_FLAGS ?=
 JOBS ?= $(shell nproc)
+SETUP_OPTIONS ?=
+SANITIZE_BUILD ?= build-sanitize
+SANITIZE_FLAGS ?=
+FUZZ_BUILD ?= build-fuzz
+FUZZ_SECONDS ?= 60
+FUZZ_FLAGS = -DCMAKE_CXX_COMPILER=clang++ -DREFCNTR_FUZZ=ON
 
-.PHONY: run test build setup sanitize clean
+.PHONY: run test build setup sanitize fuzz sanitize-fuzz memcheck clean
 
 run: build
 	$(BUILD)/tools/refcntr dump $(BUILD)/samples/grayscale-presentation-state.dcm
@@ -18,7 +24,23 @@ build: setup
 
 # The whole test suite built with AddressSanitizer and UndefinedBehaviorSanitizer.
 sanitize:
-	$(MAKE) test BUILD=build-sanitize BUILD_TYPE=Debug CMAKE_FLAGS="-DREFCNTR_SANITIZE=ON -DREFCNTR_BUILD_BENCHMARKS=OFF"
+	$(MAKE) test BUILD=$(SANITIZE_BUILD) BUILD_TYPE=Debug CMAKE_FLAGS="-DREFCNTR_SANITIZE=ON -DREFCNTR_BUILD_BENCHMARKS=OFF $(SANITIZE_FLAGS)"
+
+# Every libFuzzer target for FUZZ_SECONDS seconds, built with clang (sanitizers on) in FUZZ_BUILD.
+fuzz:
+	$(MAKE) build BUILD=$(FUZZ_BUILD) BUILD_TYPE=Debug SETUP_OPTIONS=fuzz \
+	  CMAKE_FLAGS="-DREFCNTR_SANITIZE=ON -DREFCNTR_BUILD_BENCHMARKS=OFF $(FUZZ_FLAGS)"
+	fuzz/run-fuzzers $(FUZZ_BUILD) $(FUZZ_SECONDS)
+
+# `make sanitize` and `make fuzz` from one clang build: the sanitized tests, then the fuzzers.
+sanitize-fuzz:
+	$(MAKE) sanitize SANITIZE_BUILD=$(FUZZ_BUILD) SETUP_OPTIONS=fuzz SANITIZE_FLAGS="$(FUZZ_FLAGS)"
+	$(MAKE) fuzz
+
+# Every test program under valgrind: any memory error or leak fails.
+memcheck:
+	$(MAKE) build SETUP_OPTIONS=memcheck
+	scripts/memcheck $(BUILD)
 
 # API documentation of the public headers, generated ones included, in $(BUILD)/docs/html.
 .PHONY: docs
@@ -31,7 +53,7 @@ docs:
 	@echo "API documentation: $(BUILD)/docs/html/index.html (Doxygen's warnings: $(BUILD)/docs/warnings.log)"
 
 setup:
-	scripts/setup
+	scripts/setup $(SETUP_OPTIONS)
 
 clean:
-	rm -rf build build-sanitize
+	rm -rf build build-sanitize build-fuzz

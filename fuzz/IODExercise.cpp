@@ -1,0 +1,255 @@
+#include "IODExercise.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <memory>
+#include <set>
+
+#include "refcntr/codegen/GeneratedClassList.h"
+#include "refcntr/platform/MDDEntry.h"
+#include "refcntr/platform/SequenceVR.h"
+
+namespace refcntr::fuzz {
+
+namespace {
+
+[[noreturn]] void fail(const std::string& message) {
+    std::fprintf(stderr, "fuzz invariant broken: %s\n", message.c_str());
+    std::abort();
+}
+
+// getItems never returns a stranger, and finds every item under each key it was filed under.
+template <class T>
+void probe(const char* name, const ImageIndexedSequence<T>& sequence) {
+    const std::set<const T*> members(sequence.items().begin(), sequence.items().end());
+    RWTPtrOrderedVector<T> result;
+    auto expectMembers = [&](const RWCString& uid) {
+        for (const T* found : result)
+            if (members.count(found) == 0) fail(std::string(name) + ".getItems('" + uid + "') returned a foreign item");
+    };
+    auto expectFound = [&](const T* item, const RWCString& uid) {
+        if (std::find(result.begin(), result.end(), item) == result.end()) fail(std::string(name) + ".getItems('" + uid + "') misses an item that references it");
+    };
+    for (const T* item : sequence.items()) {
+        const ReferencedImageSequence& images = item->getReferencedImageSequenceElement();
+        if (!images.isPresent()) continue;
+        for (const ReferencedImageSequenceItem* reference : images.items()) {
+            const RWCString uid = reference->getReferencedSOPInstanceUIDElement();
+            const int* frames = reference->getReferencedFrameNumberElement();
+            const unsigned frameCount = reference->getReferencedFrameNumberElementLength();
+            if (reference->isReferencedFrameNumberElementPresent() && frames && frameCount > 0) {
+                for (unsigned i = 0; i < frameCount && i < 8; ++i) {
+                    sequence.getItems(result, uid, frames[i]);
+                    expectMembers(uid);
+                    expectFound(item, uid);
+                }
+            } else {
+                sequence.getItems(result, uid);
+                expectMembers(uid);
+                expectFound(item, uid);
+            }
+        }
+    }
+    for (const char* uid : {"", "1.2.3", "\\"}) {
+        for (int frame : {0, 1, -1, 2147483647}) {
+            sequence.getItems(result, uid, frame);
+            expectMembers(uid);
+        }
+        sequence.getItems(result, uid);
+        expectMembers(uid);
+    }
+}
+
+template <class Entity>
+void probePresentationEntity(const Entity* entity) {
+    if (!entity) return;
+    if (const auto* module = entity->getPresentationStateRelationshipModule())
+        probe("ReferencedSeriesSequence", module->getReferencedSeriesSequenceElement());
+    if (const auto* module = entity->getDisplayedAreaModule())
+        probe("DisplayedAreaSelectionSequence", module->getDisplayedAreaSelectionSequenceElement());
+    if (const auto* module = entity->getGraphicAnnotationModule())
+        probe("GraphicAnnotationSequence", module->getGraphicAnnotationSequenceElement());
+}
+
+template <class Entity>
+void probeVOILUT(const Entity* entity) {
+    if (!entity) return;
+    if (const auto* module = entity->getSoftcopyVOILUTModule())
+        probe("SoftcopyVOILUTSequence", module->getSoftcopyVOILUTSequenceElement());
+}
+
+void probeIndexedSequences(const GrayscaleSoftcopyPresentationStateCompositeIOD& iod) {
+    probePresentationEntity(iod.getPresentationInformationEntity());
+    probeVOILUT(iod.getPresentationInformationEntity());
+}
+
+void probeIndexedSequences(const ColorSoftcopyPresentationStateCompositeIOD& iod) {
+    probePresentationEntity(iod.getColorPresentationInformationEntity());
+}
+
+void probeIndexedSequences(const PseudoColorSoftcopyPresentationStateCompositeIOD& iod) {
+    probePresentationEntity(iod.getPseudoColorPresentationInformationEntity());
+    probeVOILUT(iod.getPseudoColorPresentationInformationEntity());
+}
+
+void probeIndexedSequences(const BasicDirectoryCompositeIOD& iod) {
+    const DirectoryInformationEntity* entity = iod.getDirectoryInformationEntity();
+    const DirectoryInformationModule* module = entity ? entity->getDirectoryInformationModule() : nullptr;
+    if (!module) return;
+    for (const DirectoryRecordSequenceItem* record : module->getDirectoryRecordSequenceElement().items()) {
+        probe("DirectoryRecord.ReferencedSeriesSequence", record->getReferencedSeriesSequenceElement());
+        for (const BlendingSequenceItem* blending : record->getBlendingSequenceElement().items())
+            probe("Blending.ReferencedSeriesSequence", blending->getReferencedSeriesSequenceElement());
+    }
+}
+
+// Nothing that was read is lost or changed by save and create: every dump line of the first
+// container that holds a value appears, in order, in the dump of the second. Lines may be
+// added (save writes absent type 2 attributes empty), and items that hold nothing are not
+// saved, so item headers and braces are not compared.
+bool holdsNoValue(const std::string& line) {
+    if (line.find("= <not present>") != std::string::npos || line.find("= <empty>") != std::string::npos) return true;
+    const std::size_t start = line.find_first_not_of(" \n");
+    if (start == std::string::npos) return true;
+    const std::string text = line.substr(start, line.find_last_not_of(" \n") + 1 - start);
+    return text == "{" || text == "}" || text == "}," || text.compare(0, 5, "Item ") == 0;
+}
+
+void requireKept(const std::string& name, const std::string& first, const std::string& second) {
+    std::size_t from = 0;
+    std::size_t at = 0;
+    while (from < first.size()) {
+        std::size_t end = first.find('\n', from);
+        if (end == std::string::npos) end = first.size();
+        const std::string line = first.substr(from, end - from + 1);
+        from = end + 1;
+        if (holdsNoValue(line)) continue;
+        const std::size_t found = second.find(line, at);
+        if (found == std::string::npos) {
+            reportDifference(name + " after create, save, create", first, second);
+            fail(name + ": save and create lost or changed: " + line);
+        }
+        at = found + line.size();
+    }
+}
+
+bool sameElements(const DICOMObject& first, const DICOMObject& second) {
+    if (first.GetNumberOfVRs() != second.GetNumberOfVRs() || first.GetEndian() != second.GetEndian()) return false;
+    for (auto left = first.begin(), right = second.begin(); left != first.end(); ++left, ++right) {
+        const VR& a = **left;
+        const VR& b = **right;
+        if (a.GetTag() != b.GetTag() || a.GetVRCode() != b.GetVRCode() || a.GetLength() != b.GetLength() ||
+            a.GetEndian() != b.GetEndian() || (a.GetLength() && std::memcmp(a.GetData(), b.GetData(), a.GetLength())))
+            return false;
+        const SequenceVR* sa = a.GetAsSequenceVR();
+        const SequenceVR* sb = b.GetAsSequenceVR();
+        if ((sa == nullptr) != (sb == nullptr)) return false;
+        if (!sa) continue;
+        if (sa->GetNumberOfItems() != sb->GetNumberOfItems()) return false;
+        for (unsigned i = 0; i < sa->GetNumberOfItems(); ++i)
+            if (!sameElements(*sa->GetSequenceItems()[i], *sb->GetSequenceItems()[i])) return false;
+    }
+    return true;
+}
+
+// An IS value that save writes but create cannot read back (reported, not yet fixed): an
+// even-length text whose last value is a single digit ("10\\5", "-5") lacks the trailing pad
+// the integer scanner insists on. Round trips through such a value are not compared.
+bool holdsUnreadableIS(const DICOMObject& data) {
+    for (const auto& element : data) {
+        if (const SequenceVR* sequence = element->GetAsSequenceVR()) {
+            for (const DICOMDataObject* item : sequence->GetSequenceItems())
+                if (holdsUnreadableIS(*item)) return true;
+            continue;
+        }
+        if (element->GetVRCode() != VRCode::IS) continue;
+        if (endsInUnpaddedDigit(reinterpret_cast<const char*>(element->GetData()), element->GetLength())) return true;
+    }
+    return false;
+}
+
+template <class IOD>
+std::unique_ptr<DICOMDataObject> saved(const std::string& name, const IOD& iod, EndianType endian) {
+    auto data = std::make_unique<DICOMDataObject>(endian);
+    try {
+        iod.save(*data);
+    } catch (const std::exception& error) {
+        fail(name + "::save threw: " + error.what());
+    }
+    return data;
+}
+
+template <class IOD>
+void roundTrip(const std::string& name, const DICOMDataObject& data) {
+    std::unique_ptr<IOD> first(IOD::create(data));
+    if (!first) fail(name + "::create returned null");
+    const RWCString firstDump = first->toString(0);
+    const auto firstSaved = saved(name, *first, data.GetEndian());
+    std::unique_ptr<IOD> second(IOD::create(*firstSaved));
+    if (!holdsUnreadableIS(*firstSaved)) {
+        requireKept(name, firstDump, second->toString(0));
+        // What save writes, create reads back whole: saving again writes the same data set.
+        if (!sameElements(*firstSaved, *saved(name, *second, data.GetEndian())))
+            fail(name + ": saving what was read from a saved data set writes a different data set");
+    }
+    const IOD copy(*first);
+    if (copy.toString(0) != firstDump) fail(name + ": a copy dumps differently");
+    probeIndexedSequences(*first);
+    probeIndexedSequences(*second);
+}
+
+template <class... Classes>
+struct Rows {
+    static void into(std::vector<KnownAttribute>& rows) { (add(Classes::description(), rows), ...); }
+    static void add(const ClassDescription& description, std::vector<KnownAttribute>& rows) {
+        for (unsigned i = 0; i < description.attributeCount; ++i) {
+            const AttributeDescription& row = description.attributes[i];
+            if (row.kind == AttributeKind::Module || row.kind == AttributeKind::Entity) continue;
+            rows.push_back({row.group, row.element, row.vr, row.privateCreator, row.kind == AttributeKind::Sequence});
+        }
+    }
+};
+
+}  // namespace
+
+void exerciseIODs(const DICOMDataObject& data) {
+    roundTrip<BasicDirectoryCompositeIOD>("BasicDirectoryCompositeIOD", data);
+    roundTrip<GrayscaleSoftcopyPresentationStateCompositeIOD>("GrayscaleSoftcopyPresentationStateCompositeIOD", data);
+    roundTrip<ColorSoftcopyPresentationStateCompositeIOD>("ColorSoftcopyPresentationStateCompositeIOD", data);
+    roundTrip<PseudoColorSoftcopyPresentationStateCompositeIOD>("PseudoColorSoftcopyPresentationStateCompositeIOD", data);
+}
+
+const std::vector<KnownAttribute>& knownAttributes() {
+    static const std::vector<KnownAttribute> rows = [] {
+        std::vector<KnownAttribute> all;
+        generated::Items<Rows>::into(all);
+        generated::Modules<Rows>::into(all);
+        return all;
+    }();
+    return rows;
+}
+
+void reportDifference(const std::string& what, const std::string& first, const std::string& second) {
+    std::size_t at = 0;
+    while (at < first.size() && at < second.size() && first[at] == second[at]) ++at;
+    const std::size_t lineStart = first.rfind('\n', at) == std::string::npos ? 0 : first.rfind('\n', at) + 1;
+    const std::size_t contextStart = lineStart > 400 ? lineStart - 400 : 0;
+    std::fprintf(stderr, "%s: dumps differ at byte %zu\n--- before:\n%s\n--- first: %s\n--- second: %s\n", what.c_str(),
+                 at, first.substr(contextStart, lineStart - contextStart).c_str(),
+                 first.substr(lineStart, 300).c_str(), second.substr(lineStart, 300).c_str());
+}
+
+}  // namespace refcntr::fuzz
+
+namespace refcntr::fuzz {
+
+bool endsInUnpaddedDigit(const char* text, unsigned length) {
+    if (text == nullptr || length < 2 || length % 2 != 0) return false;
+    const auto digit = [](char c) { return c >= '0' && c <= '9'; };
+    return digit(text[length - 1]) && !digit(text[length - 2]);
+}
+
+}  // namespace refcntr::fuzz

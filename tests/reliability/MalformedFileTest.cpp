@@ -1,0 +1,266 @@
+// Damaged presentation-state files, one test per kind of damage: readDicomFile and the refcntr
+// tool either refuse the file, naming it and the reason, or (where DCMTK reads the whole data
+// set despite the damage) read it; `roundtrip` never leaves a partial output behind.
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "platform/TestFiles.h"
+#include "refcntr/platform/DICOMDataObject.h"
+#include "refcntr/platform/DicomFile.h"
+#include "refcntr/platform/Exceptions.h"
+
+namespace refcntr {
+namespace {
+
+using testfiles::quoted;
+using testfiles::readWholeFile;
+using testfiles::runCommand;
+using testfiles::ScratchDirectory;
+using testfiles::writeWholeFile;
+
+const char* const grayscaleStateClass = "1.2.840.10008.5.1.4.1.1.11.1";
+
+bool hasLongLength(const std::string& vr) {
+    for (const char* longVR : {"OB", "OD", "OF", "OL", "OV", "OW", "SQ", "SV", "UC", "UN", "UR", "UT", "UV"})
+        if (vr == longVR) return true;
+    return false;
+}
+
+// Explicit VR little endian bytes, written exactly as told (lengths included).
+class Bytes {
+public:
+    Bytes& u16(std::uint16_t value) {
+        itsBytes += char(value & 0xFF);
+        itsBytes += char(value >> 8);
+        return *this;
+    }
+    Bytes& u32(std::uint32_t value) { return u16(std::uint16_t(value & 0xFFFF)).u16(std::uint16_t(value >> 16)); }
+    Bytes& raw(const std::string& bytes) {
+        itsBytes += bytes;
+        return *this;
+    }
+    // An element whose length field says `length`, whatever the value holds.
+    Bytes& header(std::uint16_t group, std::uint16_t element, const std::string& vr, std::uint32_t length) {
+        u16(group).u16(element).raw(vr);
+        return hasLongLength(vr) ? u16(0).u32(length) : u16(std::uint16_t(length));
+    }
+    Bytes& element(std::uint16_t group, std::uint16_t element, const std::string& vr, const std::string& value) {
+        return header(group, element, vr, std::uint32_t(value.size())).raw(value);
+    }
+    Bytes& undefinedLengthSequence(std::uint16_t group, std::uint16_t element) {
+        return header(group, element, "SQ", 0xFFFFFFFF);
+    }
+    Bytes& undefinedLengthItem() { return u16(0xFFFE).u16(0xE000).u32(0xFFFFFFFF); }
+    Bytes& itemDelimiter() { return u16(0xFFFE).u16(0xE00D).u32(0); }
+    Bytes& sequenceDelimiter() { return u16(0xFFFE).u16(0xE0DD).u32(0); }
+    const std::string& str() const { return itsBytes; }
+
+private:
+    std::string itsBytes;
+};
+
+// Preamble, meta header and the start of a grayscale presentation state, up to group 0010.
+Bytes presentationStateStart() {
+    Bytes meta;
+    meta.element(0x0002, 0x0001, "OB", std::string("\0\1", 2))
+        .element(0x0002, 0x0002, "UI", grayscaleStateClass)
+        .element(0x0002, 0x0003, "UI", "2.25.77130")
+        .element(0x0002, 0x0010, "UI", std::string("1.2.840.10008.1.2.1") + '\0');
+    Bytes file;
+    file.raw(std::string(128, '\0') + "DICM")
+        .header(0x0002, 0x0000, "UL", 4)
+        .u32(std::uint32_t(meta.str().size()))
+        .raw(meta.str())
+        .element(0x0008, 0x0016, "UI", grayscaleStateClass)
+        .element(0x0008, 0x0018, "UI", "2.25.77130")
+        .element(0x0008, 0x0060, "CS", "PR");
+    return file;
+}
+
+// A referenced series item: series UID, then one referenced image.
+std::string referencedSeriesItemContent() {
+    Bytes image;
+    image.element(0x0008, 0x1150, "UI", std::string("1.2.840.10008.5.1.4.1.1.2") + '\0')
+        .element(0x0008, 0x1155, "UI", "2.25.4510");
+    Bytes item;
+    item.undefinedLengthSequence(0x0008, 0x1140)
+        .undefinedLengthItem()
+        .raw(image.str())
+        .itemDelimiter()
+        .sequenceDelimiter()
+        .element(0x0020, 0x000E, "UI", "2.25.4500");
+    return item.str();
+}
+
+struct Damage {
+    const char* name;
+    std::function<std::string()> bytes;
+    // Empty when the file is read; else what the refusal must say.
+    std::string reason;
+    // For a file that is read: text the dump shows.
+    std::string shown;
+};
+
+const Damage damages[] = {
+    {"TruncatedInsideAnElement",
+     [] {
+         const std::string whole =
+             presentationStateStart().element(0x0010, 0x0010, "PN", "Lindqvist^Maja").element(0x0070, 0x0080, "CS", "REVIEW").str();
+         return whole.substr(0, whole.size() - 3);
+     },
+     "truncated", ""},
+    {"TruncatedInsideASequence",
+     [] {
+         const std::string whole = presentationStateStart()
+                                       .undefinedLengthSequence(0x0008, 0x1115)
+                                       .undefinedLengthItem()
+                                       .raw(referencedSeriesItemContent())
+                                       .itemDelimiter()
+                                       .sequenceDelimiter()
+                                       .str();
+         return whole.substr(0, whole.size() - 40);
+     },
+     "truncated", ""},
+    {"OddValueLengths",
+     [] {
+         return presentationStateStart().element(0x0010, 0x0010, "PN", "Doe^Jon").element(0x0070, 0x0080, "CS", "ABC").str();
+     },
+     "", "itsContentLabelElement = \"ABC"},
+    {"LengthLargerThanTheFile",
+     [] {
+         return presentationStateStart().element(0x0010, 0x0010, "PN", "Doe^Jon ").header(0x0040, 0xA160, "UT", 0x00100000).raw("short").str();
+     },
+     "truncated", ""},
+    {"SequenceItemWithoutDelimiter",
+     [] {
+         return presentationStateStart()
+             .undefinedLengthSequence(0x0008, 0x1115)
+             .undefinedLengthItem()
+             .raw(referencedSeriesItemContent())
+             .sequenceDelimiter()
+             .element(0x0070, 0x0080, "CS", "REVIEW")
+             .str();
+     },
+     "truncated", ""},
+    {"UNElementInPlaceOfASequence",
+     [] {
+         // The item in implicit VR, as a UN element carries it, with a defined length.
+         Bytes implicitItem;
+         implicitItem.u16(0x0020).u16(0x000E).u32(8).raw("2.25.45 ");
+         Bytes item;
+         item.u16(0xFFFE).u16(0xE000).u32(std::uint32_t(implicitItem.str().size())).raw(implicitItem.str());
+         return presentationStateStart().element(0x0008, 0x1115, "UN", item.str()).element(0x0070, 0x0080, "CS", "REVIEW").str();
+     },
+     "", "itsContentLabelElement = \"REVIEW\""},
+    {"StringWhereUSIsExpected",
+     [] {
+         return presentationStateStart().element(0x0070, 0x0042, "CS", "90").element(0x0070, 0x0080, "CS", "REVIEW").str();
+     },
+     "", "itsSpatialTransformationModule = <empty>"},
+    {"EmptyFile", [] { return std::string(); }, "empty file", ""},
+    {"TextFile", [] { return std::string("Presentation state notes\nnothing DICOM here\n"); }, "not a DICOM file", ""},
+};
+
+void PrintTo(const Damage& damage, std::ostream* out) { *out << damage.name; }
+
+struct Outcome {
+    int exitCode;
+    std::string out;
+    std::string err;
+};
+
+class MalformedFile : public ::testing::TestWithParam<Damage> {
+protected:
+    ScratchDirectory directory;
+    ScratchDirectory output;
+
+    Outcome Run(const std::string& arguments) {
+        const std::string out = output.File("stdout");
+        const std::string err = output.File("stderr");
+        const std::string tool = std::string(REFCNTR_BINARY_DIR) + "/tools/refcntr";
+        const int code = runCommand(quoted(tool) + " " + arguments + " >" + quoted(out) + " 2>" + quoted(err));
+        return {code, readWholeFile(out), readWholeFile(err)};
+    }
+
+    std::vector<std::string> FilesInDirectory() const {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(directory.Path()))
+            names.push_back(entry.path().filename().string());
+        return names;
+    }
+};
+
+bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+TEST_P(MalformedFile, IsRefusedWithItsNameAndReasonOrReadWhole) {
+    const Damage& damage = GetParam();
+    const std::string path = directory.File("state.dcm");
+    writeWholeFile(path, damage.bytes());
+
+    std::string failure;
+    try {
+        readDicomFile(path);
+    } catch (const RuntimeException& error) {
+        failure = error.what();
+    }
+    if (!damage.reason.empty()) {
+        EXPECT_TRUE(contains(failure, path)) << failure;
+        EXPECT_TRUE(contains(failure, damage.reason)) << failure;
+    } else {
+        EXPECT_EQ("", failure);
+    }
+
+    const Outcome dump = Run("dump " + quoted(path));
+    if (!damage.reason.empty()) {
+        EXPECT_EQ(1, dump.exitCode) << dump.err;
+        EXPECT_EQ("", dump.out);
+        EXPECT_TRUE(contains(dump.err, path) && contains(dump.err, damage.reason)) << dump.err;
+    } else {
+        EXPECT_EQ(0, dump.exitCode) << dump.err;
+        EXPECT_TRUE(contains(dump.out, damage.shown)) << dump.out;
+    }
+}
+
+TEST_P(MalformedFile, RoundtripWritesAWholeFileOrNothing) {
+    const Damage& damage = GetParam();
+    const std::string path = directory.File("state.dcm");
+    const std::string written = directory.File("out.dcm");
+    writeWholeFile(path, damage.bytes());
+
+    const Outcome roundtrip = Run("roundtrip " + quoted(path) + " " + quoted(written));
+    if (!damage.reason.empty()) {
+        EXPECT_EQ(1, roundtrip.exitCode) << roundtrip.err;
+        EXPECT_TRUE(contains(roundtrip.err, path) && contains(roundtrip.err, damage.reason)) << roundtrip.err;
+        EXPECT_EQ(std::vector<std::string>{"state.dcm"}, FilesInDirectory());
+        return;
+    }
+    EXPECT_EQ(0, roundtrip.exitCode) << roundtrip.err;
+    EXPECT_NO_THROW(readDicomFile(written));
+    EXPECT_EQ(2u, FilesInDirectory().size());
+    const Outcome dump = Run("dump " + quoted(written));
+    EXPECT_EQ(0, dump.exitCode) << dump.err;
+    EXPECT_TRUE(contains(dump.out, damage.shown)) << dump.out;
+}
+
+// DCMTK pads an odd-length text with a NUL, which the bridge keeps as part of the value, so
+// "Doe^Jon" (7 bytes) reads as "Doe^Jon\0" and is saved that way. Reported; enable once fixed.
+TEST(MalformedFiles, DISABLED_OddLengthTextIsReadWithoutAnAddedNul) {
+    ScratchDirectory directory;
+    const std::string path = directory.File("odd.dcm");
+    writeWholeFile(path, presentationStateStart().element(0x0010, 0x0010, "PN", "Doe^Jon").str());
+    RWCString name;
+    ASSERT_EQ(1, readDicomFile(path)->GetString(0x0010, 0x0010, name));
+    EXPECT_EQ("Doe^Jon", name);
+}
+
+INSTANTIATE_TEST_SUITE_P(EachDamage, MalformedFile, ::testing::ValuesIn(damages),
+                         [](const ::testing::TestParamInfo<Damage>& info) { return std::string(info.param.name); });
+
+}  // namespace
+}  // namespace refcntr
