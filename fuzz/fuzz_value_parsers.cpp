@@ -36,7 +36,8 @@ void checkStringToINT32(const char* text, unsigned length) {
     errno = 0;
     const int ok = ContainerUtils::stringToINT32(text, length, value, &end);
     const bool overflow = errno == ERANGE;
-    require(end == text || (end != nullptr && end >= text && end <= text + length), "stringToINT32: end outside the text");
+    require(end == text || (end != nullptr && end >= text && end <= text + length),
+            "stringToINT32: end outside the text");
     if (!ok) {
         require(value == 0, "stringToINT32: failure leaves a value");
         return;
@@ -143,7 +144,8 @@ void checkEscape(const char* text, unsigned length) {
         const RWCString escaped = ContainerUtils::escapeString(RWCString(text, length), quote);
         require(escaped.size() <= 4 * std::size_t(length) + 2, "escapeString: output too long");
         for (char c : escaped) require(c >= 0x20 && c < 0x7F, "escapeString: unprintable output");
-        if (quote) require(escaped.size() >= 2 && escaped.front() == '"' && escaped.back() == '"', "escapeString: quotes");
+        if (quote)
+            require(escaped.size() >= 2 && escaped.front() == '"' && escaped.back() == '"', "escapeString: quotes");
     }
 }
 
@@ -199,7 +201,8 @@ void checkIndexSizes(const char* text, unsigned length) {
     for (DICOMDataObject* item : references) sequence->AddSequenceItem(item);
     holder.ReplaceVR(sequence);
     const RWTPtrOrderedVector<DICOMDataObject> items{&holder, nullptr, &holder};
-    require(ContainerUtils::computeSuggestedSequenceIndexSize(items) == 2 * expected, "computeSuggestedSequenceIndexSize");
+    require(ContainerUtils::computeSuggestedSequenceIndexSize(items) == 2 * expected,
+            "computeSuggestedSequenceIndexSize");
 }
 
 }  // namespace

@@ -110,8 +110,10 @@ struct Damage {
 const Damage damages[] = {
     {"TruncatedInsideAnElement",
      [] {
-         const std::string whole =
-             presentationStateStart().element(0x0010, 0x0010, "PN", "Lindqvist^Maja").element(0x0070, 0x0080, "CS", "REVIEW").str();
+         const std::string whole = presentationStateStart()
+                                       .element(0x0010, 0x0010, "PN", "Lindqvist^Maja")
+                                       .element(0x0070, 0x0080, "CS", "REVIEW")
+                                       .str();
          return whole.substr(0, whole.size() - 3);
      },
      "truncated", ""},
@@ -129,12 +131,19 @@ const Damage damages[] = {
      "truncated", ""},
     {"OddValueLengths",
      [] {
-         return presentationStateStart().element(0x0010, 0x0010, "PN", "Doe^Jon").element(0x0070, 0x0080, "CS", "ABC").str();
+         return presentationStateStart()
+             .element(0x0010, 0x0010, "PN", "Doe^Jon")
+             .element(0x0070, 0x0080, "CS", "ABC")
+             .str();
      },
      "", "itsContentLabelElement = \"ABC"},
     {"LengthLargerThanTheFile",
      [] {
-         return presentationStateStart().element(0x0010, 0x0010, "PN", "Doe^Jon ").header(0x0040, 0xA160, "UT", 0x00100000).raw("short").str();
+         return presentationStateStart()
+             .element(0x0010, 0x0010, "PN", "Doe^Jon ")
+             .header(0x0040, 0xA160, "UT", 0x00100000)
+             .raw("short")
+             .str();
      },
      "truncated", ""},
     {"SequenceItemWithoutDelimiter",
@@ -155,12 +164,18 @@ const Damage damages[] = {
          implicitItem.u16(0x0020).u16(0x000E).u32(8).raw("2.25.45 ");
          Bytes item;
          item.u16(0xFFFE).u16(0xE000).u32(std::uint32_t(implicitItem.str().size())).raw(implicitItem.str());
-         return presentationStateStart().element(0x0008, 0x1115, "UN", item.str()).element(0x0070, 0x0080, "CS", "REVIEW").str();
+         return presentationStateStart()
+             .element(0x0008, 0x1115, "UN", item.str())
+             .element(0x0070, 0x0080, "CS", "REVIEW")
+             .str();
      },
      "", "itsContentLabelElement = \"REVIEW\""},
     {"StringWhereUSIsExpected",
      [] {
-         return presentationStateStart().element(0x0070, 0x0042, "CS", "90").element(0x0070, 0x0080, "CS", "REVIEW").str();
+         return presentationStateStart()
+             .element(0x0070, 0x0042, "CS", "90")
+             .element(0x0070, 0x0080, "CS", "REVIEW")
+             .str();
      },
      "", "itsSpatialTransformationModule = <empty>"},
     {"EmptyFile", [] { return std::string(); }, "empty file", ""},
