@@ -182,7 +182,13 @@ std::unique_ptr<VR> convertElement(DcmElement& source, EndianType endian) {
 
 // Puts the value (native byte order) into DCMTK's element through the typed setter of its VR.
 OFCondition putValue(DcmElement& target, UINT16 vrCode, const unsigned char* bytes, UINT32 length) {
-    if (MDDEntry::IsStringType(vrCode)) return target.putString(reinterpret_cast<const char*>(bytes), length);
+    if (MDDEntry::IsStringType(vrCode)) {
+        // A UID padded with a blank (as containers write every text) is a UID with its pad:
+        // DCMTK pads UIDs itself, with NUL, and warns about blanks, so the pad is left out.
+        if (vrCode == VRCode::UI)
+            while (length > 0 && (bytes[length - 1] == ' ' || bytes[length - 1] == '\0')) --length;
+        return target.putString(reinterpret_cast<const char*>(bytes), length);
+    }
     switch (vrCode) {
     case VRCode::AT: {
         // One tag at a time: DcmAttributeTag's array setter counts tags in some DCMTK
