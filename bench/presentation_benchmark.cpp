@@ -228,7 +228,9 @@ long residentKiB() {
 // The peak growth of resident memory of one road, measured in a fresh process (this program
 // run with --peak-memory) so that memory freed by earlier benchmarks does not hide it.
 long peakMemoryKiB(const char* road, long count) {
-    const std::string command = "/proc/self/exe --peak-memory " + std::string(road) + " " + std::to_string(count);
+    char self[4096] = {};
+    if (readlink("/proc/self/exe", self, sizeof self - 1) <= 0) return -1;
+    const std::string command = std::string(self) + " --peak-memory " + road + " " + std::to_string(count);
     long growth = -1;
     if (FILE* output = popen(command.c_str(), "r")) {
         if (std::fscanf(output, "%ld", &growth) != 1) growth = -1;
