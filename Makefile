@@ -24,7 +24,7 @@ build: setup
 
 # The whole test suite built with AddressSanitizer and UndefinedBehaviorSanitizer.
 sanitize:
-	$(MAKE) test BUILD=$(SANITIZE_BUILD) BUILD_TYPE=Debug CMAKE_FLAGS="-DREFCNTR_SANITIZE=ON -DREFCNTR_BUILD_BENCHMARKS=OFF $(SANITIZE_FLAGS)"
+	LSAN_OPTIONS=suppressions=$(CURDIR)/scripts/dcmtk-leaks.lsan $(MAKE) test BUILD=$(SANITIZE_BUILD) BUILD_TYPE=Debug CMAKE_FLAGS="-DREFCNTR_SANITIZE=ON -DREFCNTR_BUILD_BENCHMARKS=OFF $(SANITIZE_FLAGS)"
 
 # Every libFuzzer target for FUZZ_SECONDS seconds, built with clang (sanitizers on) in FUZZ_BUILD.
 fuzz:

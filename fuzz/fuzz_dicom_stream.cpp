@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <string>
 
 #include <dcmtk/config/osconfig.h>
@@ -46,7 +47,12 @@ void parseFromMemory(const uint8_t* bytes, size_t size) {
     stream.setEos();
     DcmFileFormat file;
     file.transferInit();
-    const OFCondition status = file.read(stream, EXS_Unknown, EGL_noChange, DCM_MaxReadLength);
+    OFCondition status = EC_Normal;
+    try {
+        status = file.read(stream, EXS_Unknown, EGL_noChange, DCM_MaxReadLength);
+    } catch (const std::exception&) {
+        return;  // DCMTK 3.6.7 throws on some malformed directory records; readDicomFile catches it
+    }
     file.transferEnd();
     // A caller hands over only what DCMTK read without error (after an error, values can be
     // partly read).

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <string>
 
 #include <fcntl.h>
@@ -133,7 +134,13 @@ std::unique_ptr<DICOMDataObject> readDicomFile(const std::string& path) {
     if (!looksLikeDicom(path)) failToRead(path, "not a DICOM file");
 
     DcmFileFormat file;
-    OFCondition loaded = file.loadFile(path.c_str());
+    OFCondition loaded = EC_Normal;
+    // DCMTK 3.6.7 throws std::out_of_range while reading some malformed directory records.
+    try {
+        loaded = file.loadFile(path.c_str());
+    } catch (const std::exception& error) {
+        failToRead(path, std::string("not a valid DICOM file (") + error.what() + ")");
+    }
     if (loaded.bad()) {
         if (isEndOfDataError(loaded)) failToRead(path, std::string("truncated (") + loaded.text() + ")");
         failToRead(path, std::string("not a valid DICOM file (") + loaded.text() + ")");

@@ -65,22 +65,27 @@ private:
     std::string itsBytes;
 };
 
-// Preamble, meta header and the start of a grayscale presentation state, up to group 0010.
-Bytes presentationStateStart() {
+const char* const mediaStorageDirectoryClass = "1.2.840.10008.1.3.10";
+
+// Preamble and meta header of a file of the SOP class.
+Bytes fileStart(const char* sopClass) {
     Bytes meta;
     meta.element(0x0002, 0x0001, "OB", std::string("\0\1", 2))
-        .element(0x0002, 0x0002, "UI", grayscaleStateClass)
+        .element(0x0002, 0x0002, "UI", sopClass)
         .element(0x0002, 0x0003, "UI", "2.25.77130")
         .element(0x0002, 0x0010, "UI", std::string("1.2.840.10008.1.2.1") + '\0');
     Bytes file;
-    file.raw(std::string(128, '\0') + "DICM")
-        .header(0x0002, 0x0000, "UL", 4)
-        .u32(std::uint32_t(meta.str().size()))
-        .raw(meta.str())
+    file.raw(std::string(128, '\0') + "DICM").header(0x0002, 0x0000, "UL", 4).u32(std::uint32_t(meta.str().size()));
+    file.raw(meta.str());
+    return file;
+}
+
+// The start of a grayscale presentation state, up to group 0010.
+Bytes presentationStateStart() {
+    return fileStart(grayscaleStateClass)
         .element(0x0008, 0x0016, "UI", grayscaleStateClass)
         .element(0x0008, 0x0018, "UI", "2.25.77130")
         .element(0x0008, 0x0060, "CS", "PR");
-    return file;
 }
 
 // A referenced series item: series UID, then one referenced image.
@@ -178,6 +183,16 @@ const Damage damages[] = {
              .str();
      },
      "", "itsSpatialTransformationModule = <empty>"},
+    {"DirectoryRecordTypeThatMakesDCMTKThrow",
+     [] {
+         // "SERIES" and 58 NULs: DCMTK 3.6.7 throws std::out_of_range checking the record type.
+         Bytes record;
+         record.element(0x0004, 0x1430, "CS", "SERIES" + std::string(58, '\0'));
+         Bytes item;
+         item.u16(0xFFFE).u16(0xE000).u32(std::uint32_t(record.str().size())).raw(record.str());
+         return fileStart(mediaStorageDirectoryClass).element(0x0004, 0x1220, "SQ", item.str()).str();
+     },
+     "not a valid DICOM file", ""},
     {"EmptyFile", [] { return std::string(); }, "empty file", ""},
     {"TextFile", [] { return std::string("Presentation state notes\nnothing DICOM here\n"); }, "not a DICOM file", ""},
 };
