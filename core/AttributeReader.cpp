@@ -1,5 +1,6 @@
 #include "refcntr/core/AttributeReader.h"
 
+#include "refcntr/platform/DataDictionary.h"
 #include "refcntr/platform/MDDEntry.h"
 
 namespace refcntr {
@@ -109,7 +110,17 @@ bool readDSArray(const DICOMDataObject& data, UINT16 group, UINT16 element, Owne
 
 RWCString readTypeCode(const DICOMDataObject& data, UINT16 group, UINT16 element) {
     const VR* found = data.GetVR(group, element);
-    return found ? MDDEntry::UShortToTypeString(found->GetVRCode()) : RWCString();
+    if (!found) return RWCString();
+    // save needs a VR to write the values with: a code that names none (a data set not made by
+    // DCMTK) is replaced by the dictionary's, the first choice of an ambiguous one, else UN.
+    UINT16 code = found->GetVRCode();
+    if (MDDEntry::UShortToTypeString(code).empty()) {
+        code = InstanceSpecificDataDictionary::TypeVR(group, element);
+        if (code == VRCode::US_OR_SS) code = VRCode::US;
+        if (code == VRCode::OW_OR_OB || code == VRCode::OW_OR_US_OR_SS) code = VRCode::OW;
+        if (MDDEntry::UShortToTypeString(code).empty()) code = VRCode::UN;
+    }
+    return MDDEntry::UShortToTypeString(code);
 }
 
 bool copyRawValues(const DICOMDataObject& data, const VR& element, void* destination, UINT32 length,

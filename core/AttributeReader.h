@@ -33,7 +33,8 @@ bool readFL(const DICOMDataObject& data, UINT16 group, UINT16 element, FLOAT& va
 bool readUSOrSS(const DICOMDataObject& data, UINT16 group, UINT16 element, UINT16& value, RWCString& typeCode);
 bool readISArray(const DICOMDataObject& data, UINT16 group, UINT16 element, OwnedArray<int>& values);
 bool readDSArray(const DICOMDataObject& data, UINT16 group, UINT16 element, OwnedArray<double>& values);
-// The VR of the element found, as text ("OB", "OW", "US", ...), or "" when there is none.
+// The VR of the element found, as text ("OB", "OW", "US", ...), or "" when there is none. For
+// a code that names no VR, the dictionary's (US or OW for an ambiguous one), else "UN".
 RWCString readTypeCode(const DICOMDataObject& data, UINT16 group, UINT16 element);
 
 // Copies `length` raw value bytes of `element` into `destination` in native order, through the

@@ -6,9 +6,35 @@
 #include "refcntr/core/ContainerUtils.h"
 #include "refcntr/notify/ReferencedImageSequenceItem.h"
 #include "refcntr/platform/DICOMDataObject.h"
+#include "refcntr/platform/MDDEntry.h"
+#include "refcntr/presentation/LUTModules.h"
 
 namespace refcntr {
 namespace {
+
+// A US-or-SS descriptor whose element carries a VR code that names no VR (a data set not made
+// by DCMTK) was read with an empty type code, and save then threw "Unable to create VR for
+// element BluePaletteColorLookupTableDescriptor due to ambiguous type".
+TEST(FuzzFindings, AmbiguousArrayWithAVRCodeThatNamesNoVRIsSaved) {
+    for (EndianType endian : {LittleEndian, BigEndian}) {
+        for (UINT16 code : {VRCode::Unknown, UINT16(0x1234)}) {
+            DICOMDataObject data(endian);
+            auto* descriptor = new VR(0x0028, 0x1103, code, endian);
+            descriptor->SetData("\x01\x00\x00\x00\x10\x00", 6);
+            data.ReplaceVR(descriptor);
+            std::unique_ptr<PaletteColorLookupTableModule> module(PaletteColorLookupTableModule::create(data));
+            ASSERT_TRUE(module->isBluePaletteColorLookupTableDescriptorElementPresent());
+            DICOMDataObject saved(endian);
+            ASSERT_NO_THROW(module->save(saved));
+            const VR* written = saved.GetVR(0x0028, 0x1103);
+            ASSERT_NE(nullptr, written);
+            EXPECT_EQ(VRCode::US, written->GetVRCode());
+            // Read back, the values are those first read.
+            std::unique_ptr<PaletteColorLookupTableModule> again(PaletteColorLookupTableModule::create(saved));
+            EXPECT_EQ(module->toString(0), again->toString(0));
+        }
+    }
+}
 
 // Frames {10, 5} are written as "10\5": four bytes, so no pad, and the integer scanner refuses
 // a last value whose only digit is the last byte. The frame numbers are lost on the next read.
