@@ -21,6 +21,16 @@ void store(DICOMDataObject& data, VR* element) {
 void storePrivate(DICOMDataObject& data, const char* creator, VR* element) {
     if (element) data.ReplaceVR(creator, element);
 }
+
+// The integer scanner insists on a byte after a value's first digit. An even-length text gets no
+// pad, so one whose last value is a single digit ("10\5", "-5") would not read back: it gets a
+// blank, and the factory then pads it to even length as usual.
+RWCString readableIS(RWCString text) {
+    const std::size_t length = text.size();
+    const auto digit = [](char c) { return c >= '0' && c <= '9'; };
+    if (length >= 2 && length % 2 == 0 && digit(text[length - 1]) && !digit(text[length - 2])) text += blank;
+    return text;
+}
 }  // namespace
 
 void writeText(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, const RWCString& value) {
@@ -48,7 +58,7 @@ void writeEmpty(DICOMDataObject& data, UINT16 group, UINT16 element) {
 }
 
 void writeIS(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, int value) {
-    writeText(data, factory, group, element, ContainerUtils::INT32ArrayToIS(&value, 1));
+    writeText(data, factory, group, element, readableIS(ContainerUtils::INT32ArrayToIS(&value, 1)));
 }
 
 void writeDS(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, double value) {
@@ -78,7 +88,8 @@ void writeFL(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 eleme
 
 void writeISArray(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element,
                   const OwnedArray<int>& values) {
-    writeText(data, factory, group, element, ContainerUtils::INT32ArrayToIS(values.values(), values.count()));
+    writeText(data, factory, group, element,
+              readableIS(ContainerUtils::INT32ArrayToIS(values.values(), values.count())));
 }
 
 void writeDSArray(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element,
