@@ -153,10 +153,12 @@ std::unique_ptr<VR> convertElement(DcmElement& source, EndianType endian) {
 
     if (MDDEntry::IsStringType(vrCode)) {
         // DCMTK hands out strings without their trailing pad; store them padded to even length
-        // as they are encoded.
+        // as they are encoded. DCMTK pads a value read with an odd length with a NUL, which is
+        // no part of any text: trailing NULs are dropped before the pad.
         char* text = nullptr;
         Uint32 length = 0;
         if (source.getString(text, length).good()) {
+            while (text != nullptr && length > 0 && text[length - 1] == '\0') --length;
             if (text == nullptr || length == 0) return element;
             const UINT32 padded = length + (length & 1);
             auto* buffer = static_cast<unsigned char*>(VR::itsDefaultMemoryAllocater->Allocate(padded));

@@ -21,6 +21,7 @@
 
 #include "refcntr/platform/DcmtkBridge.h"
 #include "refcntr/platform/Exceptions.h"
+#include "refcntr/platform/ReadNotes.h"
 
 namespace refcntr {
 
@@ -121,9 +122,7 @@ void splitIntoFile(const DICOMDataObject& dataSet, DcmMetaInfo& meta, DcmDataset
     }
 }
 
-}  // namespace
-
-std::unique_ptr<DICOMDataObject> readDicomFile(const std::string& path) {
+std::unique_ptr<DICOMDataObject> readFile(const std::string& path, std::vector<std::string>* notes) {
     registerPrivateEntriesWithDcmtk();
 
     struct stat status;
@@ -165,6 +164,11 @@ std::unique_ptr<DICOMDataObject> readDicomFile(const std::string& path) {
     if (transferSyntax.isEncapsulated() && dataset.tagExists(DCM_PixelData))
         failToRead(path, std::string("encapsulated pixel data (") + transferSyntax.getXferName() + ") is not supported");
 
+    if (notes) {
+        noteReadFaults(meta, *notes);
+        noteReadFaults(dataset, *notes);
+    }
+
     const EndianType endian = transferSyntax.getXfer() == EXS_BigEndianExplicit ? BigEndian : LittleEndian;
     auto result = std::make_unique<DICOMDataObject>(endian);
     try {
@@ -174,6 +178,14 @@ std::unique_ptr<DICOMDataObject> readDicomFile(const std::string& path) {
         failToRead(path, error.GetMessage());
     }
     return result;
+}
+
+}  // namespace
+
+std::unique_ptr<DICOMDataObject> readDicomFile(const std::string& path) { return readFile(path, nullptr); }
+
+std::unique_ptr<DICOMDataObject> readDicomFile(const std::string& path, std::vector<std::string>& notes) {
+    return readFile(path, &notes);
 }
 
 void writeDicomFile(const std::string& path, const DICOMDataObject& dataSet, TransferSyntax transferSyntax) {

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "refcntr/platform/DICOMDataObject.h"
 
@@ -16,6 +18,9 @@ enum class TransferSyntax { ExplicitLittle, ExplicitBig, ImplicitLittle };
 // explicit VR big endian, little otherwise). Throws RuntimeException naming the file and the
 // reason when the file is missing, empty, truncated or not DICOM.
 std::unique_ptr<DICOMDataObject> readDicomFile(const std::string& path);
+// The same, and in `notes` one line for each fault DCMTK read past (a value of odd length, a VR
+// other than the dictionary's), naming the element and what was done with it.
+std::unique_ptr<DICOMDataObject> readDicomFile(const std::string& path, std::vector<std::string>& notes);
 
 // Writes the data set as a DICOM file with a meta header built from its group 0002 elements.
 // The transfer syntax UID is the one asked for; meta elements the data set lacks (media storage

@@ -8,9 +8,9 @@
 
 #include "CommandLine.h"
 #include "Commands.h"
+#include "InputFile.h"
 #include "JsonText.h"
 #include "StoredObject.h"
-#include "refcntr/platform/DicomFile.h"
 #include "refcntr/presentation/DisplayedAreaModule.h"
 #include "refcntr/presentation/GraphicAnnotationModule.h"
 #include "refcntr/presentation/LUTModules.h"
@@ -147,7 +147,7 @@ int applies(const std::vector<std::string>& arguments) {
     if (const std::optional<std::string> frame = command.value("--frame")) image.frame = frameNumber(*frame);
     const bool json = command.has("--json");
 
-    const auto data = readDicomFile(path);
+    const auto data = readInputFile(path);
     const StoredObjectKind kind = storedObjectKind(*data);
     if (!isPresentationState(kind)) {
         const RWCString sopClass = storedSOPClass(*data);

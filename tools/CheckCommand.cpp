@@ -4,9 +4,9 @@
 #include "CommandLine.h"
 #include "Commands.h"
 #include "DataSetDifference.h"
+#include "InputFile.h"
 #include "StoredObject.h"
 #include "refcntr/platform/DataDictionary.h"
-#include "refcntr/platform/DicomFile.h"
 
 namespace refcntr::cli {
 
@@ -60,7 +60,7 @@ std::string counted(std::size_t count, const char* noun) {
 int check(const std::vector<std::string>& arguments) {
     const CommandArguments command(arguments, 1, {}, {});
     const std::string& path = command.operand(0);
-    const auto input = readDicomFile(path);
+    const auto input = readInputFile(path);
     const StoredObjectKind kind = storedObjectKind(*input);
     if (kind == StoredObjectKind::Other) {
         const RWCString sopClass = storedSOPClass(*input);

@@ -10,8 +10,8 @@
 #include "ContainerModules.h"
 #include "DataSetPrinter.h"
 #include "DumpDepth.h"
+#include "InputFile.h"
 #include "StoredObject.h"
-#include "refcntr/platform/DicomFile.h"
 
 namespace refcntr::cli {
 
@@ -42,7 +42,7 @@ int dump(const std::vector<std::string>& arguments) {
     if (module && !isModuleName(*module))
         throw UsageError("unknown module '" + *module + "' (a class name such as DisplayedAreaModule)");
 
-    const auto data = readDicomFile(path);
+    const auto data = readInputFile(path);
     const StoredObjectKind kind = command.has("--raw") ? StoredObjectKind::Other : storedObjectKind(*data);
     if (kind == StoredObjectKind::Other && (levels || module)) {
         const RWCString sopClass = storedSOPClass(*data);

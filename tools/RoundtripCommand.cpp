@@ -6,6 +6,7 @@
 #include "CommandLine.h"
 #include "Commands.h"
 #include "DataSetDifference.h"
+#include "InputFile.h"
 #include "PendingFile.h"
 #include "StoredObject.h"
 #include "refcntr/platform/DicomFile.h"
@@ -49,7 +50,7 @@ int roundtrip(const std::vector<std::string>& arguments) {
     // Checked before the input is read; used only when given.
     const TransferSyntax chosenSyntax = syntaxName ? namedTransferSyntax(*syntaxName) : TransferSyntax::ExplicitLittle;
 
-    const auto input = readDicomFile(inPath);
+    const auto input = readInputFile(inPath);
     const StoredObjectKind kind = storedObjectKind(*input);
     if (kind == StoredObjectKind::Other) {
         const RWCString sopClass = storedSOPClass(*input);

@@ -9,9 +9,9 @@
 #include "CommandLine.h"
 #include "Commands.h"
 #include "DirectoryTree.h"
+#include "InputFile.h"
 #include "StoredObject.h"
 #include "refcntr/directory/DirectoryEntities.h"
-#include "refcntr/platform/DicomFile.h"
 
 namespace refcntr::cli {
 
@@ -38,7 +38,7 @@ std::vector<UINT32> recordOffsets(const std::string& path) {
 int tree(const std::vector<std::string>& arguments) {
     const CommandArguments command(arguments, 1, {}, {});
     const std::string& path = command.operand(0);
-    const auto data = readDicomFile(path);
+    const auto data = readInputFile(path);
     const StoredObjectKind kind = storedObjectKind(*data);
     if (kind != StoredObjectKind::MediaDirectory) {
         const RWCString sopClass = storedSOPClass(*data);

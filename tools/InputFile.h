@@ -1,0 +1,16 @@
+// Reading a command's input file, telling the user what DCMTK read past in a damaged one.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "refcntr/platform/DICOMDataObject.h"
+
+namespace refcntr::cli {
+
+// readDicomFile, with a warning on standard error for each fault read past, such as
+// "refcntr: warning: 'in.dcm': (0070,0042) ImageRotation: VR CS where the dictionary has US;
+// kept as read".
+std::unique_ptr<DICOMDataObject> readInputFile(const std::string& path);
+
+}  // namespace refcntr::cli
