@@ -172,22 +172,6 @@ bool sameElements(const DICOMObject& first, const DICOMObject& second) {
     return true;
 }
 
-// An IS value that save writes but create cannot read back (reported, not yet fixed): an
-// even-length text whose last value is a single digit ("10\\5", "-5") lacks the trailing pad
-// the integer scanner insists on. Round trips through such a value are not compared.
-bool holdsUnreadableIS(const DICOMObject& data) {
-    for (const auto& element : data) {
-        if (const SequenceVR* sequence = element->GetAsSequenceVR()) {
-            for (const DICOMDataObject* item : sequence->GetSequenceItems())
-                if (holdsUnreadableIS(*item)) return true;
-            continue;
-        }
-        if (element->GetVRCode() != VRCode::IS) continue;
-        if (endsInUnpaddedDigit(reinterpret_cast<const char*>(element->GetData()), element->GetLength())) return true;
-    }
-    return false;
-}
-
 template <class IOD>
 std::unique_ptr<DICOMDataObject> saved(const std::string& name, const IOD& iod, EndianType endian) {
     auto data = std::make_unique<DICOMDataObject>(endian);
@@ -206,14 +190,13 @@ void roundTrip(const std::string& name, const DICOMDataObject& data) {
     const RWCString firstDump = first->toString(0);
     const auto firstSaved = saved(name, *first, data.GetEndian());
     std::unique_ptr<IOD> second(IOD::create(*firstSaved));
-    if (!holdsUnreadableIS(*firstSaved)) {
-        requireKept(name, firstDump, second->toString(0));
-        // What save writes, create reads back whole: saving again writes the same data set.
-        if (!sameElements(*firstSaved, *saved(name, *second, data.GetEndian())))
-            fail(name + ": saving what was read from a saved data set writes a different data set");
-    }
+    requireKept(name, firstDump, second->toString(0));
+    // What save writes, create reads back whole: saving again writes the same data set.
+    if (!sameElements(*firstSaved, *saved(name, *second, data.GetEndian())))
+        fail(name + ": saving what was read from a saved data set writes a different data set");
+    // A copy holds the same values: it saves the same data set (cheaper to compare than dumps).
     const IOD copy(*first);
-    if (copy.toString(0) != firstDump) fail(name + ": a copy dumps differently");
+    if (!sameElements(*firstSaved, *saved(name, copy, data.GetEndian()))) fail(name + ": a copy saves differently");
     probeIndexedSequences(*first);
     probeIndexedSequences(*second);
 }
@@ -258,16 +241,6 @@ void reportDifference(const std::string& what, const std::string& first, const s
     std::fprintf(stderr, "%s: dumps differ at byte %zu\n--- before:\n%s\n--- first: %s\n--- second: %s\n", what.c_str(),
                  at, first.substr(contextStart, lineStart - contextStart).c_str(), first.substr(lineStart, 300).c_str(),
                  second.substr(lineStart, 300).c_str());
-}
-
-}  // namespace refcntr::fuzz
-
-namespace refcntr::fuzz {
-
-bool endsInUnpaddedDigit(const char* text, unsigned length) {
-    if (text == nullptr || length < 2 || length % 2 != 0) return false;
-    const auto digit = [](char c) { return c >= '0' && c <= '9'; };
-    return digit(text[length - 1]) && !digit(text[length - 2]);
 }
 
 }  // namespace refcntr::fuzz

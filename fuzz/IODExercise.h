@@ -29,10 +29,6 @@ struct KnownAttribute {
 };
 const std::vector<KnownAttribute>& knownAttributes();
 
-// True for an even-length IS text whose last value is one digit without pad ("10\\5"): save
-// writes such values, the integer scanner refuses them (a known fault, reported).
-bool endsInUnpaddedDigit(const char* text, unsigned length);
-
 // Prints the first line where two dumps differ, with some context, to standard error.
 void reportDifference(const std::string& what, const std::string& first, const std::string& second);
 
