@@ -22,9 +22,11 @@ ElementList::const_iterator findPosition(const ElementList& elements, UINT32 key
                             });
 }
 
-// Length of the text once trailing blanks (and, when asked, NULs) are dropped.
-std::size_t trimmedLength(const char* text, std::size_t length, bool dropNuls) {
-    while (length > 0 && (text[length - 1] == ' ' || (dropNuls && text[length - 1] == '\0'))) --length;
+// Length of the text once its trailing pad is dropped: blanks, and NULs, which pad UIDs and
+// which no other text may hold (some writers pad every text with them). Dropping them whatever
+// the VR keeps a text the same when it is read with one VR and written with another.
+std::size_t trimmedLength(const char* text, std::size_t length) {
+    while (length > 0 && (text[length - 1] == ' ' || text[length - 1] == '\0')) --length;
     return length;
 }
 
@@ -32,7 +34,7 @@ int readString(const VR* element, RWCString& value) {
     if (element == nullptr || !MDDEntry::IsStringType(element->GetVRCode())) return 0;
     const char* text = reinterpret_cast<const char*>(element->GetData());
     std::size_t length = text != nullptr ? element->GetLength() : 0;
-    value.assign(text != nullptr ? text : "", trimmedLength(text, length, element->GetVRCode() == VRCode::UI));
+    value.assign(text != nullptr ? text : "", trimmedLength(text, length));
     return 1;
 }
 
@@ -176,14 +178,14 @@ int DICOMObject::RemoveVR(UINT16 group, UINT16 element) {
 
 UINT8 DICOMObject::FindPrivateBlock(const char* creator, UINT16 group) const {
     if (creator == nullptr) return 0;
-    std::size_t wantedLength = trimmedLength(creator, std::strlen(creator), true);
+    std::size_t wantedLength = trimmedLength(creator, std::strlen(creator));
     if (wantedLength == 0) return 0;
     for (auto position = findPosition(itsElements, tagKey(group, 0x0010)); position != itsElements.end(); ++position) {
         const VR& element = **position;
         if (element.GetGroup() != group || element.GetElement() > 0x00FF) break;
         const char* value = reinterpret_cast<const char*>(element.GetData());
         if (value == nullptr) continue;
-        if (trimmedLength(value, element.GetLength(), true) == wantedLength &&
+        if (trimmedLength(value, element.GetLength()) == wantedLength &&
             std::memcmp(value, creator, wantedLength) == 0)
             return UINT8(element.GetElement());
     }

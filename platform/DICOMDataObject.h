@@ -26,7 +26,7 @@ public:
     // `offset` to the element (group, xx<<8 | offset). Null when the creator reserves no block.
     VR* GetVR(const char* creator, UINT8 offset, UINT16 group) const;
 
-    // The value as text with trailing pad removed (blanks; NUL too for UI). Returns 0 when the
+    // The value as text with trailing pad removed (blanks and NULs). Returns 0 when the
     // element is absent or not of a string VR. An empty value succeeds with an empty string.
     int GetString(UINT16 group, UINT16 element, RWCString& value) const;
     int GetString(const char* creator, UINT8 offset, RWCString& value, UINT16 group) const;

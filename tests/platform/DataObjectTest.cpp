@@ -45,7 +45,7 @@ TEST(DataSetStrings, TrailingPadIsRemovedEmptySucceedsOthersFail) {
     ASSERT_EQ(1, dataSet.GetString(0x0008, 0x0018, value));
     EXPECT_EQ("1.2.3", value);
     ASSERT_EQ(1, dataSet.GetString(0x0008, 0x0060, value));
-    EXPECT_EQ(std::string("PR\0\0", 4), value);  // NULs are padding only for UI
+    EXPECT_EQ("PR", value);  // trailing NULs are padding whatever the VR
     ASSERT_EQ(1, dataSet.GetString(0x0008, 0x1030, value));
     EXPECT_EQ("", value);
     ASSERT_EQ(1, dataSet.GetString(0x0008, 0x0070, value));

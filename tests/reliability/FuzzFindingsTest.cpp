@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "refcntr/core/ContainerUtils.h"
+#include "refcntr/directory/FileMetaInformationModule.h"
 #include "refcntr/general/SOPCommonModule.h"
 #include "refcntr/notify/ReferencedImageSequenceItem.h"
 #include "refcntr/platform/DICOMDataObject.h"
@@ -35,6 +36,21 @@ TEST(FuzzFindings, AmbiguousArrayWithAVRCodeThatNamesNoVRIsSaved) {
             EXPECT_EQ(module->toString(0), again->toString(0));
         }
     }
+}
+
+// An implementation class UID given as SH with a value padded with NULs kept its NULs when
+// read, but lost them once saved as UI and read again: NULs counted as pad for UIDs only.
+TEST(FuzzFindings, TextPaddedWithNulsReadsTheSameWhateverItsVR) {
+    DICOMDataObject data;
+    auto* element = new VR(0x0002, 0x0012, VRCode::SH, LittleEndian);
+    element->SetData(std::string("1.2.\276\0\0\0", 8).data(), 8);
+    data.ReplaceVR(element);
+    std::unique_ptr<FileMetaInformationModule> first(FileMetaInformationModule::create(data));
+    EXPECT_EQ("1.2.\276", first->getImplementationClassUIDElement());
+    DICOMDataObject saved;
+    first->save(saved);
+    std::unique_ptr<FileMetaInformationModule> second(FileMetaInformationModule::create(saved));
+    EXPECT_EQ(first->toString(0), second->toString(0));
 }
 
 // Frames {10, 5} were written as "10\5": four bytes, so no pad, and the integer scanner refuses
