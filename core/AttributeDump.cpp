@@ -1,6 +1,6 @@
 #include "refcntr/core/AttributeDump.h"
 
-#include <sstream>
+#include <charconv>
 
 #include "refcntr/core/ContainerUtils.h"
 #include "refcntr/core/Module.h"
@@ -158,9 +158,8 @@ RWCString AttributeDump::formatValue(double value) {
 }
 
 RWCString AttributeDump::formatValue(long long value) {
-    std::ostringstream stream;
-    stream << value;
-    return stream ? stream.str() : RWCString("<conversion error>");
+    char digits[24];
+    return RWCString(digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
 }
 
 }  // namespace refcntr

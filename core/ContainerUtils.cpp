@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <sstream>
 
 #include "refcntr/platform/DICOMDataObject.h"
 #include "refcntr/platform/SequenceVR.h"
@@ -30,11 +30,12 @@ T* copyOf(const T* source, unsigned count) {
     return copy;
 }
 
+// The decimal digits a string stream writes in the classic locale, without the stream: a dump
+// formats every item number and array value, and building a stream cost most of the dump's time.
 template <class T>
-RWCString streamed(T value) {
-    std::ostringstream stream;
-    stream << value;
-    return stream ? stream.str() : RWCString("<conversion error>");
+RWCString decimal(T value) {
+    char digits[24];
+    return RWCString(digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
 }
 
 // "%.15G" prints exactly what "%-0.15G" does (both flags are void without a field width) and
@@ -117,9 +118,9 @@ int parseValues(const char* text, unsigned length, T*& values, unsigned& count, 
 
 }  // namespace
 
-RWCString ContainerUtils::toString(int value) { return streamed(value); }
+RWCString ContainerUtils::toString(int value) { return decimal(value); }
 
-RWCString ContainerUtils::toString(unsigned value) { return streamed(value); }
+RWCString ContainerUtils::toString(unsigned value) { return decimal(value); }
 
 RWCString ContainerUtils::toString(double value) { return formatDS(value); }
 

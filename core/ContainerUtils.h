@@ -12,7 +12,7 @@ class ContainerUtils {
 public:
     ContainerUtils& operator=(const ContainerUtils&) { return *this; }
 
-    // The value in decimal, or "<conversion error>" when the stream cannot format it.
+    // The value in decimal.
     static RWCString toString(int value);
     static RWCString toString(unsigned value);
     // One value formatted like a DS value ("%-0.15G").
