@@ -8,6 +8,8 @@
 #include <map>
 #include <memory>
 #include <set>
+#include <string_view>
+#include <vector>
 
 #include "refcntr/codegen/GeneratedClassList.h"
 #include "refcntr/platform/MDDEntry.h"
@@ -135,21 +137,33 @@ std::string paddedByteCount(const std::string& line) {
     return count % 2 ? line.substr(0, open + 3) + std::to_string(count + 1) + line.substr(close) : line;
 }
 
-void requireKept(const std::string& name, const std::string& first, const std::string& second) {
+std::vector<std::string_view> linesOf(const std::string& text) {
+    std::vector<std::string_view> lines;
     std::size_t from = 0;
-    std::size_t at = 0;
-    while (from < first.size()) {
-        std::size_t end = first.find('\n', from);
-        if (end == std::string::npos) end = first.size();
-        const std::string line = first.substr(from, end - from + 1);
+    while (from < text.size()) {
+        std::size_t end = text.find('\n', from);
+        if (end == std::string::npos) end = text.size();
+        lines.emplace_back(text.data() + from, end - from);
         from = end + 1;
+    }
+    return lines;
+}
+
+// Line by line, so that the work stays linear in the dumps' size (a search of each line in the
+// rest of the second dump was quadratic on long repetitive values).
+void requireKept(const std::string& name, const std::string& first, const std::string& second) {
+    const std::vector<std::string_view> secondLines = linesOf(second);
+    std::size_t at = 0;
+    for (const std::string_view view : linesOf(first)) {
+        const std::string line(view);
         if (holdsNoValue(line)) continue;
-        const std::size_t found = second.find(paddedByteCount(line), at);
-        if (found == std::string::npos) {
+        const std::string wanted = paddedByteCount(line);
+        while (at < secondLines.size() && secondLines[at] != wanted) ++at;
+        if (at == secondLines.size()) {
             reportDifference(name + " after create, save, create", first, second);
             fail(name + ": save and create lost or changed: " + line);
         }
-        at = found + line.size();
+        ++at;
     }
 }
 
