@@ -119,18 +119,23 @@ void probeIndexedSequences(const BasicDirectoryCompositeIOD& iod) {
 // added (save writes absent type 2 attributes empty), items that hold nothing are not saved
 // (so item headers and braces are not compared), and byte values of odd length are saved
 // padded to even length ("<83 bytes>" reads back as "<84 bytes>").
+bool endsWith(const std::string& line, std::string_view end) {
+    return line.size() >= end.size() && std::string_view(line).substr(line.size() - end.size()) == end;
+}
+
 bool holdsNoValue(const std::string& line) {
-    if (line.find("= <not present>") != std::string::npos || line.find("= <empty>") != std::string::npos) return true;
-    const std::size_t start = line.find_first_not_of(" \n");
+    if (endsWith(line, "= <not present>") || endsWith(line, "= <empty>")) return true;
+    const std::size_t start = line.find_first_not_of(' ');
     if (start == std::string::npos) return true;
-    const std::string text = line.substr(start, line.find_last_not_of(" \n") + 1 - start);
-    return text == "{" || text == "}" || text == "}," || text.compare(0, 5, "Item ") == 0;
+    const std::string_view text = std::string_view(line).substr(start, line.find_last_not_of(' ') + 1 - start);
+    return text == "{" || text == "}" || text == "}," || text.substr(0, 5) == "Item ";
 }
 
 std::string paddedByteCount(const std::string& line) {
+    if (!endsWith(line, " bytes>")) return line;
     const std::size_t open = line.rfind("= <");
-    const std::size_t close = line.rfind(" bytes>");
-    if (open == std::string::npos || close == std::string::npos || close <= open + 3) return line;
+    const std::size_t close = line.size() - 7;
+    if (open == std::string::npos || close <= open + 3) return line;
     const std::string digits = line.substr(open + 3, close - open - 3);
     if (digits.find_first_not_of("0123456789") != std::string::npos || digits.size() > 9) return line;
     const unsigned long count = std::stoul(digits);
