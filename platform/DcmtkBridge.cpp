@@ -3,6 +3,7 @@
 // elements costs n element allocations and n value copies, with no dictionary lookups.
 #include "refcntr/platform/DcmtkBridge.h"
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <vector>
@@ -266,10 +267,15 @@ DcmElement* newDcmElement(const VR& element) {
     if (bytes == nullptr || length == 0) return target.release();
 
     const unsigned width = MDDEntry::ValueWidth(vrCode);
-    if (element.GetEndian() != VR::itsNativeEndian && width > 1) {
-        std::vector<unsigned char> native(bytes, bytes + length);
-        reverseValueBytes(native.data(), native.size(), width);
-        status = putValue(*target, vrCode, native.data(), length);
+    // DCMTK takes whole values: a value whose length is no multiple of its width (an OW of 83
+    // bytes) is completed with zero bytes rather than cut short.
+    const UINT32 wholeLength = width > 1 ? (length + width - 1) / width * width : length;
+    const bool swap = element.GetEndian() != VR::itsNativeEndian && width > 1;
+    if (swap || wholeLength != length) {
+        std::vector<unsigned char> native(wholeLength, 0);
+        std::copy(bytes, bytes + length, native.begin());
+        if (swap) reverseValueBytes(native.data(), native.size(), width);
+        status = putValue(*target, vrCode, native.data(), wholeLength);
     } else {
         status = putValue(*target, vrCode, bytes, length);
     }

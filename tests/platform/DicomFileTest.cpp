@@ -381,6 +381,28 @@ TEST(DcmtkItems, ToDcmItemKeepsMetaGroupEmptyElementsAndNativeValues) {
     EXPECT_EQ(-5, signedValue);
 }
 
+// An OW of 83 bytes (a palette read with an odd byte count) went to DCMTK as 41 words: its last
+// byte was lost in the written file. It is completed with a zero byte, in either byte order.
+TEST(DcmtkItems, ToDcmItemCompletesAWordValueOfOddLengthInsteadOfCuttingIt) {
+    for (EndianType endian : {LittleEndian, BigEndian}) {
+        DICOMDataObject dataSet(endian);
+        auto* palette = new VR(0x0028, 0x1202, VRCode::OW, endian);
+        palette->SetData("\x01\x02\x03", 3);
+        dataSet.ReplaceVR(palette);
+        DcmItem converted;
+        toDcmItem(dataSet, converted);
+        DcmElement* written = nullptr;
+        ASSERT_TRUE(converted.findAndGetElement(DCM_GreenPaletteColorLookupTableData, written).good());
+        ASSERT_EQ(4u, written->getLength());
+        Uint16* words = nullptr;
+        ASSERT_TRUE(written->getUint16Array(words).good());
+        const Uint16 first = endian == LittleEndian ? 0x0201 : 0x0102;
+        const Uint16 second = endian == LittleEndian ? 0x0003 : 0x0300;
+        EXPECT_EQ(first, words[0]);
+        EXPECT_EQ(second, words[1]);
+    }
+}
+
 class BadFiles : public ::testing::Test {
 protected:
     ScratchDirectory directory;
