@@ -307,6 +307,24 @@ TEST(MalformedFiles, ASoundFileGetsNoNotes) {
     EXPECT_TRUE(notes.empty()) << testing::PrintToString(notes);
 }
 
+// 150 items of a sequence, each with an image rotation written as CS: a note for each of the
+// first 100, then one line that counts the rest, and the faults inside items are found.
+TEST(MalformedFiles, ManyFaultsGetAHundredNotesAndACountOfTheRest) {
+    Bytes file = presentationStateStart();
+    file.undefinedLengthSequence(0x0008, 0x1115);
+    for (int item = 0; item < 150; ++item)
+        file.undefinedLengthItem().element(0x0070, 0x0042, "CS", "90").itemDelimiter();
+    file.sequenceDelimiter();
+    ScratchDirectory directory;
+    const std::string path = directory.File("many.dcm");
+    writeWholeFile(path, file.str());
+    std::vector<std::string> notes;
+    readDicomFile(path, notes);
+    ASSERT_EQ(101u, notes.size());
+    EXPECT_EQ("(0070,0042) ImageRotation: VR CS where the dictionary has US; kept as read", notes[99]);
+    EXPECT_EQ("and 50 more", notes[100]);
+}
+
 INSTANTIATE_TEST_SUITE_P(EachDamage, MalformedFile, ::testing::ValuesIn(damages),
                          [](const ::testing::TestParamInfo<Damage>& info) { return std::string(info.param.name); });
 
