@@ -150,11 +150,9 @@ int applies(const std::vector<std::string>& arguments) {
     const auto data = readInputFile(path);
     const StoredObjectKind kind = storedObjectKind(*data);
     if (!isPresentationState(kind)) {
-        const RWCString sopClass = storedSOPClass(*data);
         throw Failure("'" + path + "' is not a softcopy presentation state (" +
                       (kind == StoredObjectKind::MediaDirectory ? std::string("it is a media directory")
-                       : sopClass.empty()                       ? std::string("it has no SOP class")
-                                                                : "SOP class " + sopClass) +
+                                                                : describeSOPClass(*data)) +
                       ")");
     }
     AppliedItems items;

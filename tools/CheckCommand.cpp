@@ -61,13 +61,7 @@ int check(const std::vector<std::string>& arguments) {
     const CommandArguments command(arguments, 1, {}, {});
     const std::string& path = command.operand(0);
     const auto input = readInputFile(path);
-    const StoredObjectKind kind = storedObjectKind(*input);
-    if (kind == StoredObjectKind::Other) {
-        const RWCString sopClass = storedSOPClass(*input);
-        throw Failure("cannot check '" + path + "': " +
-                      (sopClass.empty() ? std::string("it has no SOP class") : "SOP class " + sopClass + " is") +
-                      " neither a media directory nor a softcopy presentation state");
-    }
+    const StoredObjectKind kind = containerKindFor(*input, "check", path);
 
     // What the containers hold is what they save: saved into a data set of their own, every
     // element of the input that is not there again is held by none of them.

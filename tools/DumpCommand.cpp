@@ -45,9 +45,7 @@ int dump(const std::vector<std::string>& arguments) {
     const auto data = readInputFile(path);
     const StoredObjectKind kind = command.has("--raw") ? StoredObjectKind::Other : storedObjectKind(*data);
     if (kind == StoredObjectKind::Other && (levels || module)) {
-        const RWCString sopClass = storedSOPClass(*data);
-        throw Failure("'" + path + "' has no containers to show (" +
-                      (sopClass.empty() ? std::string("it has no SOP class") : "SOP class " + sopClass) +
+        throw Failure("'" + path + "' has no containers to show (" + describeSOPClass(*data) +
                       "): --depth and --module apply to media directories and presentation states");
     }
     if (module) {

@@ -51,13 +51,7 @@ int roundtrip(const std::vector<std::string>& arguments) {
     const TransferSyntax chosenSyntax = syntaxName ? namedTransferSyntax(*syntaxName) : TransferSyntax::ExplicitLittle;
 
     const auto input = readInputFile(inPath);
-    const StoredObjectKind kind = storedObjectKind(*input);
-    if (kind == StoredObjectKind::Other) {
-        const RWCString sopClass = storedSOPClass(*input);
-        throw Failure("cannot roundtrip '" + inPath + "': " +
-                      (sopClass.empty() ? std::string("it has no SOP class") : "SOP class " + sopClass + " is") +
-                      " neither a media directory nor a softcopy presentation state");
-    }
+    const StoredObjectKind kind = containerKindFor(*input, "roundtrip", inPath);
 
     // Saved over a copy of what was read, so that elements no container holds stay.
     DICOMDataObject result(*input);

@@ -1,5 +1,6 @@
 #include "StoredObject.h"
 
+#include "CommandLine.h"
 #include "refcntr/directory/DirectoryEntities.h"
 #include "refcntr/presentation/PresentationStateIODs.h"
 
@@ -12,13 +13,28 @@ const char* const grayscaleStorage = "1.2.840.10008.5.1.4.1.1.11.1";
 const char* const colorStorage = "1.2.840.10008.5.1.4.1.1.11.2";
 const char* const pseudoColorStorage = "1.2.840.10008.5.1.4.1.1.11.3";
 
-}  // namespace
-
+// The SOP class UID: (0002,0002), else (0008,0016); empty when the data set has neither.
 RWCString storedSOPClass(const DICOMObject& data) {
     RWCString uid;
     if (data.GetString(0x0002, 0x0002, uid) && !uid.empty()) return uid;
     if (data.GetString(0x0008, 0x0016, uid)) return uid;
     return RWCString();
+}
+
+}  // namespace
+
+std::string describeSOPClass(const DICOMObject& data) {
+    const RWCString sopClass = storedSOPClass(data);
+    return sopClass.empty() ? std::string("it has no SOP class") : "SOP class " + sopClass;
+}
+
+StoredObjectKind containerKindFor(const DICOMObject& data, const std::string& action, const std::string& path) {
+    const StoredObjectKind kind = storedObjectKind(data);
+    if (kind != StoredObjectKind::Other) return kind;
+    const RWCString sopClass = storedSOPClass(data);
+    throw cli::Failure("cannot " + action + " '" + path + "': " +
+                       (sopClass.empty() ? std::string("it has no SOP class") : "SOP class " + sopClass + " is") +
+                       " neither a media directory nor a softcopy presentation state");
 }
 
 StoredObjectKind storedObjectKind(const DICOMObject& data) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "refcntr/core/CompositeIOD.h"
 #include "refcntr/platform/DICOMDataObject.h"
@@ -21,8 +22,12 @@ enum class StoredObjectKind {
 // taken from (0002,0002), else from (0008,0016).
 StoredObjectKind storedObjectKind(const DICOMObject& data);
 
-// The SOP class UID that storedObjectKind looks at; empty when the data set has neither.
-RWCString storedSOPClass(const DICOMObject& data);
+// What messages say of the object's class: "SOP class <uid>", or "it has no SOP class".
+std::string describeSOPClass(const DICOMObject& data);
+
+// The kind of a media directory or presentation state, for a command that needs containers:
+// throws Failure("cannot <action> '<path>': ...") for any other object.
+StoredObjectKind containerKindFor(const DICOMObject& data, const std::string& action, const std::string& path);
 
 // "media directory", "grayscale softcopy presentation state", ...
 const char* kindName(StoredObjectKind kind);

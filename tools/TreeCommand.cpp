@@ -41,11 +41,8 @@ int tree(const std::vector<std::string>& arguments) {
     const auto data = readInputFile(path);
     const StoredObjectKind kind = storedObjectKind(*data);
     if (kind != StoredObjectKind::MediaDirectory) {
-        const RWCString sopClass = storedSOPClass(*data);
         throw Failure("'" + path + "' is not a media directory (" +
-                      (isPresentationState(kind) ? "it is a " + std::string(kindName(kind))
-                       : sopClass.empty()        ? std::string("it has no SOP class")
-                                                 : "SOP class " + sopClass) +
+                      (isPresentationState(kind) ? "it is a " + std::string(kindName(kind)) : describeSOPClass(*data)) +
                       ")");
     }
     const std::unique_ptr<BasicDirectoryCompositeIOD> directory(BasicDirectoryCompositeIOD::create(*data));
