@@ -5,8 +5,9 @@
 
 For each schema <folder>/<Name>.schema it writes <output-root>/refcntr/<folder>/<Name>.h and
 .cpp; <output-root>/refcntr/codegen/Containers.h includes every generated header, and
-GeneratedClassList.h beside it lists every generated class for the tests. Every schema is read and checked before anything is written; a file is
-rewritten only when its content changes. Errors name the schema file and line.
+GeneratedClassList.h beside it lists every generated class for the tests. Every schema is
+read and checked before anything is written; a file is rewritten only when its content
+changes. Errors name the schema file and line.
 """
 
 import argparse

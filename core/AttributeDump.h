@@ -43,7 +43,6 @@ public:
     // An entity held by an IOD: " = <not present>" when null, else its dump in braces.
     void child(const char* name, const PSChangeHandler* child);
 
-    const RWCString& result() const { return itsResult; }
     // The dump, moved out; the object is done with.
     RWCString take() { return std::move(itsResult); }
 

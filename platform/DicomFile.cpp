@@ -21,6 +21,7 @@
 
 #include "refcntr/platform/DcmtkBridge.h"
 #include "refcntr/platform/Exceptions.h"
+#include "refcntr/platform/MAttributeTag.h"
 #include "refcntr/platform/ReadNotes.h"
 
 namespace refcntr {
@@ -152,9 +153,8 @@ std::unique_ptr<DICOMDataObject> readFile(const std::string& path, std::vector<s
     // before they are read into memory.
     const Uint32 limit = longestPossibleValue(std::uint64_t(status.st_size), transferSyntax.getStreamCompression() != ESC_none);
     if (DcmElement* overlong = findOverlongElement(dataset, limit)) {
-        char tag[16];
-        std::snprintf(tag, sizeof tag, "(%04X,%04X)", overlong->getGTag(), overlong->getETag());
-        failToRead(path, std::string("truncated (element ") + tag + " is longer than the file)");
+        const RWCString tag = MAttributeTag(overlong->getGTag(), overlong->getETag()).ToString();
+        failToRead(path, "truncated (element " + tag + " is longer than the file)");
     }
     OFCondition inMemory = file.loadAllDataIntoMemory();
     if (inMemory.bad()) {

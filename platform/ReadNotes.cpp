@@ -1,11 +1,11 @@
 #include "refcntr/platform/ReadNotes.h"
 
-#include <cstdio>
-
 #include <dcmtk/config/osconfig.h>
 #include <dcmtk/dcmdata/dcitem.h>
 #include <dcmtk/dcmdata/dcsequen.h>
 #include <dcmtk/dcmdata/dctag.h>
+
+#include "refcntr/platform/MAttributeTag.h"
 
 namespace refcntr {
 
@@ -15,9 +15,7 @@ namespace {
 constexpr std::size_t mostNotes = 100;
 
 std::string describe(DcmTag tag) {
-    char text[16];
-    std::snprintf(text, sizeof text, "(%04X,%04X)", tag.getGTag(), tag.getETag());
-    return std::string(text) + " " + tag.getTagName();
+    return MAttributeTag(tag.getGTag(), tag.getETag()).ToString() + " " + tag.getTagName();
 }
 
 void add(std::vector<std::string>& notes, std::size_t& skipped, std::string note) {
