@@ -22,7 +22,7 @@ using refcntr::testfiles::ScratchDirectory;
 
 std::string Example(const std::string& name) { return std::string(REFCNTR_BINARY_DIR) + "/examples/" + name; }
 
-std::string Sample() { return std::string(REFCNTR_BINARY_DIR) + "/samples/grayscale-presentation-state.dcm"; }
+std::string Sample() { return refcntr::testfiles::samplePath(); }
 
 // The value of an element as DCMTK reads it, found by a path of (sequence, item) steps.
 std::string valueAt(DcmItem& top, std::initializer_list<std::pair<DcmTagKey, int>> steps, const DcmTagKey& tag) {

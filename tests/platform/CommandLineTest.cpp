@@ -3,38 +3,27 @@
 
 #include <gtest/gtest.h>
 
-#include "TestFiles.h"
+#include "support/RunProgram.h"
 
+using refcntr::testfiles::contains;
+using refcntr::testfiles::Outcome;
+using refcntr::testfiles::runRefcntr;
+using refcntr::testfiles::samplePath;
 using refcntr::testfiles::ScratchDirectory;
 using refcntr::testfiles::quoted;
 using refcntr::testfiles::readWholeFile;
-using refcntr::testfiles::runCommand;
 using refcntr::testfiles::writeWholeFile;
 
 namespace {
-
-struct Outcome {
-    int exitCode;
-    std::string out;
-    std::string err;
-};
 
 class CommandLine : public ::testing::Test {
 protected:
     ScratchDirectory directory;
 
-    Outcome Run(const std::string& arguments) {
-        const std::string out = directory.File("stdout");
-        const std::string err = directory.File("stderr");
-        const std::string tool = std::string(REFCNTR_BINARY_DIR) + "/tools/refcntr";
-        const int code = runCommand(quoted(tool) + " " + arguments + " >" + quoted(out) + " 2>" + quoted(err));
-        return {code, readWholeFile(out), readWholeFile(err)};
-    }
+    Outcome Run(const std::string& arguments) { return runRefcntr(arguments, directory); }
 
-    static std::string Sample() { return std::string(REFCNTR_BINARY_DIR) + "/samples/grayscale-presentation-state.dcm"; }
+    static std::string Sample() { return samplePath(); }
 };
-
-bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 TEST_F(CommandLine, DumpPrintsTheSampleElementByElement) {
     const Outcome result = Run("dump --raw " + quoted(Sample()));

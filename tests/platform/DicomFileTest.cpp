@@ -14,6 +14,7 @@
 #include <dcmtk/dcmdata/dctk.h>
 
 #include "TestFiles.h"
+#include "support/RunProgram.h"
 #include "refcntr/platform/DICOMDataObject.h"
 #include "refcntr/platform/DataDictionary.h"
 #include "refcntr/platform/DicomFile.h"
@@ -466,7 +467,7 @@ TEST_F(BadFiles, FileCutInHalf) {
 }
 
 TEST_F(BadFiles, DamagedCopiesOfTheSampleReadOrThrowButNeverCrash) {
-    const std::string sample = testfiles::readWholeFile(std::string(REFCNTR_BINARY_DIR) + "/samples/grayscale-presentation-state.dcm");
+    const std::string sample = testfiles::readWholeFile(testfiles::samplePath());
     ASSERT_GT(sample.size(), 1000u);
     std::mt19937 random(4471);
     const std::string path = directory.File("damaged.dcm");

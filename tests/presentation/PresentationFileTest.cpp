@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "platform/TestFiles.h"
+#include "support/RunProgram.h"
 #include "refcntr/general/InformationEntities.h"
 #include "refcntr/general/SOPCommonModule.h"
 #include "refcntr/general/StudyModules.h"
@@ -224,6 +225,20 @@ void putLongs(DcmItem& item, const DcmTagKey& tag, const std::vector<Sint32>& va
     PUT(item.insert(element.release(), OFTrue));
 }
 
+// A graphic object of two-dimensional points; `filled` null leaves Graphic Filled out.
+void addGraphic(DcmItem& annotation, const char* units, const std::vector<Float32>& points, const char* type,
+                const char* filled) {
+    DcmItem& graphic = *newItem(annotation, DCM_GraphicObjectSequence);
+    PUT(graphic.putAndInsertString(DCM_GraphicAnnotationUnits, units));
+    PUT(graphic.putAndInsertUint16(DCM_GraphicDimensions, 2));
+    PUT(graphic.putAndInsertUint16(DCM_NumberOfGraphicPoints, Uint16(points.size() / 2)));
+    putFloats(graphic, DCM_GraphicData, points);
+    PUT(graphic.putAndInsertString(DCM_GraphicType, type));
+    if (filled) {
+        PUT(graphic.putAndInsertString(DCM_GraphicFilled, filled));
+    }
+}
+
 void addAnnotations(DcmItem& data) {
     // Frames 1 and 2 of the multi-frame image: a text in a box, and a text at an anchor point.
     DcmItem& first = *newItem(data, DCM_GraphicAnnotationSequence);
@@ -249,20 +264,8 @@ void addAnnotations(DcmItem& data) {
     DcmItem& second = *newItem(data, DCM_GraphicAnnotationSequence);
     referenceImage(second, singleFrameImage, nullptr);
     PUT(second.putAndInsertString(DCM_GraphicLayer, "GRAPHICS"));
-    DcmItem& open = *newItem(second, DCM_GraphicObjectSequence);
-    PUT(open.putAndInsertString(DCM_GraphicAnnotationUnits, "PIXEL"));
-    PUT(open.putAndInsertUint16(DCM_GraphicDimensions, 2));
-    PUT(open.putAndInsertUint16(DCM_NumberOfGraphicPoints, 4));
-    putFloats(open, DCM_GraphicData, {1.5f, 1.0f, 10.25f, 3.0f, 20.0f, 12.5f, 31.75f, 30.0f});
-    PUT(open.putAndInsertString(DCM_GraphicType, "POLYLINE"));
-    PUT(open.putAndInsertString(DCM_GraphicFilled, "N"));
-    DcmItem& closed = *newItem(second, DCM_GraphicObjectSequence);
-    PUT(closed.putAndInsertString(DCM_GraphicAnnotationUnits, "DISPLAY"));
-    PUT(closed.putAndInsertUint16(DCM_GraphicDimensions, 2));
-    PUT(closed.putAndInsertUint16(DCM_NumberOfGraphicPoints, 4));
-    putFloats(closed, DCM_GraphicData, {0.1f, 0.1f, 0.9f, 0.1f, 0.5f, 0.8f, 0.1f, 0.1f});
-    PUT(closed.putAndInsertString(DCM_GraphicType, "POLYLINE"));
-    PUT(closed.putAndInsertString(DCM_GraphicFilled, "Y"));
+    addGraphic(second, "PIXEL", {1.5f, 1.0f, 10.25f, 3.0f, 20.0f, 12.5f, 31.75f, 30.0f}, "POLYLINE", "N");
+    addGraphic(second, "DISPLAY", {0.1f, 0.1f, 0.9f, 0.1f, 0.5f, 0.8f, 0.1f, 0.1f}, "POLYLINE", "Y");
 
     // Every image: a text at an anchor point and a point.
     DcmItem& third = *newItem(data, DCM_GraphicAnnotationSequence);
@@ -272,12 +275,7 @@ void addAnnotations(DcmItem& data) {
     PUT(label.putAndInsertString(DCM_UnformattedTextValue, "Left"));
     putFloats(label, DCM_AnchorPoint, {0.05f, 0.5f});
     PUT(label.putAndInsertString(DCM_AnchorPointVisibility, "N"));
-    DcmItem& point = *newItem(third, DCM_GraphicObjectSequence);
-    PUT(point.putAndInsertString(DCM_GraphicAnnotationUnits, "PIXEL"));
-    PUT(point.putAndInsertUint16(DCM_GraphicDimensions, 2));
-    PUT(point.putAndInsertUint16(DCM_NumberOfGraphicPoints, 1));
-    putFloats(point, DCM_GraphicData, {16.0f, 16.0f});
-    PUT(point.putAndInsertString(DCM_GraphicType, "POINT"));
+    addGraphic(third, "PIXEL", {16.0f, 16.0f}, "POINT", nullptr);
 }
 
 void addLayers(DcmItem& data) {
@@ -882,7 +880,7 @@ TEST_F(PresentationFile, ViewerBlockBehindAnotherCreatorsBlockIsReadAndWrittenBa
 const std::vector<DcmTagKey> sampleElementsNotHeld = {};
 
 TEST(PresentationSample, SavedIntoAFreshDataSetEqualsTheOriginalButForElementsNoContainerHolds) {
-    const std::string sample = REFCNTR_BINARY_DIR "/samples/grayscale-presentation-state.dcm";
+    const std::string sample = testfiles::samplePath();
     const std::unique_ptr<DICOMDataObject> read = readDicomFile(sample);
     std::unique_ptr<GrayscaleSoftcopyPresentationStateCompositeIOD> state(
         GrayscaleSoftcopyPresentationStateCompositeIOD::create(*read));

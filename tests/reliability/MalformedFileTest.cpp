@@ -11,7 +11,7 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/TestFiles.h"
+#include "support/RunProgram.h"
 #include "refcntr/platform/DICOMDataObject.h"
 #include "refcntr/platform/DicomFile.h"
 #include "refcntr/platform/Exceptions.h"
@@ -19,9 +19,11 @@
 namespace refcntr {
 namespace {
 
+using testfiles::contains;
+using testfiles::Outcome;
 using testfiles::quoted;
-using testfiles::readWholeFile;
-using testfiles::runCommand;
+using testfiles::runRefcntr;
+using testfiles::samplePath;
 using testfiles::ScratchDirectory;
 using testfiles::writeWholeFile;
 
@@ -203,24 +205,12 @@ const Damage damages[] = {
 
 void PrintTo(const Damage& damage, std::ostream* out) { *out << damage.name; }
 
-struct Outcome {
-    int exitCode;
-    std::string out;
-    std::string err;
-};
-
 class MalformedFile : public ::testing::TestWithParam<Damage> {
 protected:
     ScratchDirectory directory;
     ScratchDirectory output;
 
-    Outcome Run(const std::string& arguments) {
-        const std::string out = output.File("stdout");
-        const std::string err = output.File("stderr");
-        const std::string tool = std::string(REFCNTR_BINARY_DIR) + "/tools/refcntr";
-        const int code = runCommand(quoted(tool) + " " + arguments + " >" + quoted(out) + " 2>" + quoted(err));
-        return {code, readWholeFile(out), readWholeFile(err)};
-    }
+    Outcome Run(const std::string& arguments) { return runRefcntr(arguments, output); }
 
     std::vector<std::string> FilesInDirectory() const {
         std::vector<std::string> names;
@@ -229,8 +219,6 @@ protected:
         return names;
     }
 };
-
-bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 TEST_P(MalformedFile, IsRefusedWithItsNameAndReasonOrReadWhole) {
     const Damage& damage = GetParam();
@@ -303,7 +291,7 @@ TEST(MalformedFiles, OddLengthTextIsReadWithoutAnAddedNul) {
 
 TEST(MalformedFiles, ASoundFileGetsNoNotes) {
     std::vector<std::string> notes;
-    readDicomFile(std::string(REFCNTR_BINARY_DIR) + "/samples/grayscale-presentation-state.dcm", notes);
+    readDicomFile(samplePath(), notes);
     EXPECT_TRUE(notes.empty()) << testing::PrintToString(notes);
 }
 

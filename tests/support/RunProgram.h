@@ -22,6 +22,14 @@ inline Outcome runProgram(const std::string& program, const std::string& argumen
     return {code, readWholeFile(out), readWholeFile(err)};
 }
 
+// The refcntr tool of the build run with `arguments`, as runProgram runs a program.
+inline Outcome runRefcntr(const std::string& arguments, const ScratchDirectory& scratch) {
+    return runProgram(std::string(REFCNTR_BINARY_DIR) + "/tools/refcntr", arguments, scratch);
+}
+
+// The grayscale presentation state shipped with the project, as the build copies it.
+inline std::string samplePath() { return std::string(REFCNTR_BINARY_DIR) + "/samples/grayscale-presentation-state.dcm"; }
+
 inline bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 }  // namespace refcntr::testfiles

@@ -87,13 +87,9 @@ protected:
     }
     static void TearDownTestSuite() { delete files; }
 
-    Outcome Run(const std::string& arguments) {
-        return refcntr::testfiles::runProgram(std::string(REFCNTR_BINARY_DIR) + "/tools/refcntr", arguments, scratch);
-    }
+    Outcome Run(const std::string& arguments) { return refcntr::testfiles::runRefcntr(arguments, scratch); }
 
-    static std::string Sample() {
-        return std::string(REFCNTR_BINARY_DIR) + "/samples/grayscale-presentation-state.dcm";
-    }
+    static std::string Sample() { return refcntr::testfiles::samplePath(); }
     static std::string File(const std::string& name) { return files->File(name); }
     std::string Output(const std::string& name) const { return scratch.File(name); }
 

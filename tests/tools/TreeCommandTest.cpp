@@ -45,10 +45,7 @@ protected:
     }
     static void TearDownTestSuite() { delete files; }
 
-    Outcome Tree(const std::string& path) {
-        return refcntr::testfiles::runProgram(std::string(REFCNTR_BINARY_DIR) + "/tools/refcntr", "tree " + quoted(path),
-                                              scratch);
-    }
+    Outcome Tree(const std::string& path) { return refcntr::testfiles::runRefcntr("tree " + quoted(path), scratch); }
     // The directory with one link changed, written to the scratch directory.
     std::string Damaged(unsigned record, unsigned element, unsigned offset) {
         const std::string bytes = withLink(Directory(), record, element, offset);
@@ -120,7 +117,7 @@ TEST_F(TreeCommand, RecordsThatNoLinkReachesAreCountedInAWarning) {
 }
 
 TEST_F(TreeCommand, OtherFilesAreNotDirectories) {
-    const std::string sample = std::string(REFCNTR_BINARY_DIR) + "/samples/grayscale-presentation-state.dcm";
+    const std::string sample = refcntr::testfiles::samplePath();
     const std::pair<std::string, std::string> cases[] = {
         {sample, "is not a media directory (it is a grayscale softcopy presentation state)"},
         {files->File("IMAGES/IM1"), "is not a media directory (SOP class 1.2.840.10008.5.1.4.1.1.7)"},
