@@ -245,6 +245,10 @@ class ArrayKind(Kind):
             lines.append(f"void set{c.name}Element(const {t}* values, unsigned count);  // copies the values")
         elif "untyped-setter" in c.attribute.flags:
             lines.append(f"void set{c.name}Element(void* values, unsigned length);  // takes ownership (new[] of {t})")
+        elif self.length_word(c) == "bytes" and t != "unsigned char":
+            lines += [f"// Takes ownership of new {t}[count], count being the length in bytes: indexes below",
+                      f"// count are values of the array, and save writes its first count bytes.",
+                      f"void set{c.name}Element({t}* values, unsigned count);"]
         else:
             lines.append(f"void set{c.name}Element({t}* values, unsigned count);  // takes ownership (new[])")
         if "untyped-setter" not in c.attribute.flags:

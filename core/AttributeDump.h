@@ -28,7 +28,7 @@ public:
     template <class T, CountUnit Unit>
     void array(const char* name, int present, const OwnedArray<T, Unit>& values) {
         if (!openBlock(name, present)) return;
-        for (unsigned i = 0, count = values.valueCount(); i < count; ++i)
+        for (unsigned i = 0, count = values.count(); i < count; ++i)
             blockValue(name, i, formatValue(values.values()[i]), i + 1 == count);
         closeBlock();
     }

@@ -44,7 +44,8 @@ bool copyRawValues(const DICOMDataObject& data, const VR& element, void* destina
 
 // Raw binary values (US, SS, SL, FL, OW, OB, AT ...) copied into native order. The count is the
 // value length divided by the value size (CountUnit::Values) or the value length itself
-// (CountUnit::Bytes); a trailing partial value is ignored. Values are swapped by the wider of
+// (CountUnit::Bytes, with room for that many values, zero past the bytes read); a trailing
+// partial value is ignored. Values are swapped by the wider of
 // the element's VR and T, as the writers swap by the VR: OW pixel data held as bytes is
 // swapped by words.
 template <class T, CountUnit Unit>
@@ -52,7 +53,7 @@ bool readRawArray(const DICOMDataObject& data, const VR* element, OwnedArray<T, 
     if (!element) return false;
     const UINT32 length = element->GetLength();
     const unsigned count = Unit == CountUnit::Values ? unsigned(length / sizeof(T)) : unsigned(length);
-    T* buffer = count ? new T[OwnedArray<T, Unit>::allocationFor(count)]() : nullptr;
+    T* buffer = count ? new T[count]() : nullptr;
     const UINT32 bytes = Unit == CountUnit::Values ? UINT32(count * sizeof(T)) : length;
     const unsigned width = std::max<unsigned>(sizeof(T), MDDEntry::ValueWidth(element->GetVRCode()));
     if (!copyRawValues(data, *element, buffer, bytes, width)) {

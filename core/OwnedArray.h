@@ -6,7 +6,9 @@
 namespace refcntr {
 
 // How an array attribute counts its length: in values, or in bytes (overlay data, palette
-// data, pixel data and other byte buffers keep their length in bytes).
+// data, pixel data and other byte buffers keep their length in bytes). A byte-counted array of
+// wider values has room for as many values as it counts bytes: the first `count` bytes hold the
+// data, the rest is zero, and every index below the count is a value of the array.
 enum class CountUnit { Values, Bytes };
 
 template <class T, CountUnit Unit = CountUnit::Values>
@@ -25,8 +27,6 @@ public:
 
     const T* values() const { return itsValues; }
     unsigned count() const { return itsCount; }
-    // The number of whole values the array holds.
-    unsigned valueCount() const { return Unit == CountUnit::Values ? itsCount : unsigned(itsCount / sizeof(T)); }
     unsigned byteLength() const { return Unit == CountUnit::Values ? unsigned(itsCount * sizeof(T)) : itsCount; }
 
     // Takes ownership of an array allocated with new[]. Returns false, and changes nothing,
@@ -39,13 +39,13 @@ public:
         return true;
     }
     // Changes one value of the array held; returns false when there is none or the index is
-    // beyond its values (the array never grows).
+    // not below the count (the array never grows).
     bool setValue(T value, unsigned index) {
-        if (!itsValues || index >= valueCount()) return false;
+        if (!itsValues || index >= itsCount) return false;
         itsValues[index] = value;
         return true;
     }
-    // Copies `count` values (or bytes) into a new array.
+    // Copies `count` values into a new array.
     void assignCopy(const T* values, unsigned count) {
         T* copy = duplicate(values, count);
         release();
@@ -53,15 +53,11 @@ public:
         itsCount = copy ? count : 0;
     }
 
-    static unsigned allocationFor(unsigned count) {
-        return Unit == CountUnit::Values ? count : unsigned((count + sizeof(T) - 1) / sizeof(T));
-    }
-
 private:
     static T* duplicate(const T* values, unsigned count) {
         if (!values || count == 0) return nullptr;
-        T* copy = new T[allocationFor(count)]();
-        std::memcpy(copy, values, Unit == CountUnit::Values ? count * sizeof(T) : count);
+        T* copy = new T[count];
+        std::memcpy(copy, values, count * sizeof(T));
         return copy;
     }
     void copyFrom(const OwnedArray& other) {

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "refcntr/directory/IconImageSequenceItem.h"
 #include "refcntr/platform/DICOMDataObject.h"
 #include "refcntr/platform/DataDictionary.h"
 #include "refcntr/platform/Exceptions.h"
@@ -167,8 +168,8 @@ TEST(RawArrays, MaskArraysWriteFourBytesPerFloatAndTwoPerUS) {
 
 TEST(RawArrays, PaletteDataLengthCountsBytes) {
     PaletteColorLookupTableModule palette;
-    palette.setRedPaletteColorLookupTableDataElement(new UINT16[256](), 512);
-    palette.setSegmentedGreenPaletteColorLookupTableDataElement(new UINT16[3]{0, 1, 255}, 6);
+    palette.setRedPaletteColorLookupTableDataElement(new UINT16[512](), 512);
+    palette.setSegmentedGreenPaletteColorLookupTableDataElement(new UINT16[6]{0, 1, 255}, 6);
     DICOMDataObject saved(BigEndian);
     palette.save(saved);
     EXPECT_EQ(saved.GetVR(0x0028, 0x1201)->GetLength(), 512u);
@@ -177,6 +178,75 @@ TEST(RawArrays, PaletteDataLengthCountsBytes) {
     EXPECT_EQ(back->getRedPaletteColorLookupTableDataElementLength(), 512u);
     EXPECT_EQ(back->getSegmentedGreenPaletteColorLookupTableDataElementLength(), 6u);
     EXPECT_EQ(back->getSegmentedGreenPaletteColorLookupTableDataElement(2), 255);
+}
+
+// A 16-bit array whose length counts bytes, with the accessors a viewer indexes it through.
+template <class Container>
+struct ByteCountedArray {
+    UINT16 group, element;
+    UINT16 (Container::*get)(unsigned) const;
+    void (Container::*set)(UINT16, unsigned);
+    unsigned (Container::*length)() const;
+};
+
+// Read from a data set, such an array has a value at every index below its byte length (the
+// values read, then zeros); each of them can be changed, and save writes exactly the bytes.
+template <class Container>
+void expectEveryIndexBelowTheByteLength(const ByteCountedArray<Container>& array) {
+    const std::vector<UINT16> stored{0x1234, 0xBEEF, 7};
+    for (EndianType endian : byteOrders) {
+        SCOPED_TRACE(::testing::Message() << std::hex << array.group << ',' << array.element << std::dec
+                                          << (endian == BigEndian ? " big endian" : " little endian"));
+        DICOMDataObject source(endian);
+        put(source, array.group, array.element, VRCode::OW, stored);
+        std::unique_ptr<Container> container(Container::create(source));
+        const unsigned length = ((*container).*array.length)();
+        ASSERT_EQ(length, 6u);
+        for (unsigned i = 0; i < length; ++i) EXPECT_EQ(((*container).*array.get)(i), i < 3 ? stored[i] : 0) << i;
+        for (unsigned i = 0; i < length; ++i) {
+            ((*container).*array.set)(UINT16(100 + i), i);
+            EXPECT_EQ(((*container).*array.get)(i), 100 + i) << i;
+        }
+        DICOMDataObject saved(endian);
+        container->save(saved);
+        EXPECT_EQ(valuesOf<UINT16>(saved.GetVR(array.group, array.element)), (std::vector<UINT16>{100, 101, 102}));
+    }
+}
+
+TEST(RawArrays, ByteCountedArraysReadFromADataSetHaveAValueAtEveryIndexBelowTheirLength) {
+    using Overlay = OverlayPlaneModule;
+    expectEveryIndexBelowTheByteLength<Overlay>({0x6000, 0x3000, &Overlay::getOverlayDataElement,
+                                                 &Overlay::setOverlayDataElement, &Overlay::getOverlayDataElementLength});
+    using Palette = PaletteColorLookupTableModule;
+    const ByteCountedArray<Palette> palettes[] = {
+        {0x0028, 0x1201, &Palette::getRedPaletteColorLookupTableDataElement,
+         &Palette::setRedPaletteColorLookupTableDataElement, &Palette::getRedPaletteColorLookupTableDataElementLength},
+        {0x0028, 0x1202, &Palette::getGreenPaletteColorLookupTableDataElement,
+         &Palette::setGreenPaletteColorLookupTableDataElement,
+         &Palette::getGreenPaletteColorLookupTableDataElementLength},
+        {0x0028, 0x1203, &Palette::getBluePaletteColorLookupTableDataElement,
+         &Palette::setBluePaletteColorLookupTableDataElement, &Palette::getBluePaletteColorLookupTableDataElementLength},
+        {0x0028, 0x1221, &Palette::getSegmentedRedPaletteColorLookupTableDataElement,
+         &Palette::setSegmentedRedPaletteColorLookupTableDataElement,
+         &Palette::getSegmentedRedPaletteColorLookupTableDataElementLength},
+        {0x0028, 0x1222, &Palette::getSegmentedGreenPaletteColorLookupTableDataElement,
+         &Palette::setSegmentedGreenPaletteColorLookupTableDataElement,
+         &Palette::getSegmentedGreenPaletteColorLookupTableDataElementLength},
+        {0x0028, 0x1223, &Palette::getSegmentedBluePaletteColorLookupTableDataElement,
+         &Palette::setSegmentedBluePaletteColorLookupTableDataElement,
+         &Palette::getSegmentedBluePaletteColorLookupTableDataElementLength},
+    };
+    for (const auto& palette : palettes) expectEveryIndexBelowTheByteLength(palette);
+    using Icon = IconImageSequenceItem;
+    const ByteCountedArray<Icon> icons[] = {
+        {0x0028, 0x1201, &Icon::getRedPaletteColorLookupTableDataElement,
+         &Icon::setRedPaletteColorLookupTableDataElement, &Icon::getRedPaletteColorLookupTableDataElementLength},
+        {0x0028, 0x1202, &Icon::getGreenPaletteColorLookupTableDataElement,
+         &Icon::setGreenPaletteColorLookupTableDataElement, &Icon::getGreenPaletteColorLookupTableDataElementLength},
+        {0x0028, 0x1203, &Icon::getBluePaletteColorLookupTableDataElement,
+         &Icon::setBluePaletteColorLookupTableDataElement, &Icon::getBluePaletteColorLookupTableDataElementLength},
+    };
+    for (const auto& icon : icons) expectEveryIndexBelowTheByteLength(icon);
 }
 
 TEST(OverlayPlane, OverlayDataOf512BytesIsLength512AndWrittenAs512Bytes) {
@@ -199,7 +269,7 @@ TEST(OverlayPlane, OverlayDataOf512BytesIsLength512AndWrittenAs512Bytes) {
 
 TEST(OverlayPlane, OverlayDataSetByTheCallerIsWrittenAsOWWithItsByteCount) {
     OverlayPlaneModule overlay;
-    overlay.setOverlayDataElement(new UINT16[2]{0x0102, 0x0304}, 4);
+    overlay.setOverlayDataElement(new UINT16[4]{0x0102, 0x0304}, 4);
     for (EndianType endian : byteOrders) {
         DICOMDataObject saved(endian);
         overlay.save(saved);
