@@ -125,7 +125,9 @@ void writeSequence(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16
     if (!sequence.isPresent() && !alwaysWritten) return;
     SequenceVR* written = factory.InternalGetSequenceVR(group, element, 0);
     if (!written) return;
-    for (unsigned i = 0, count = sequence.length(); i < count; ++i) {
+    // A sequence that is not present is written empty, whatever items it still holds.
+    const unsigned count = sequence.isPresent() ? sequence.length() : 0;
+    for (unsigned i = 0; i < count; ++i) {
         const SequenceItem* item = sequence.itemAt(i);
         if (item->isEmpty()) continue;
         auto* itemData = new DICOMDataObject(data.GetEndian());

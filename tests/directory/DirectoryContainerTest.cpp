@@ -89,6 +89,22 @@ TEST(DirectoryIOD, EmptySequencesReadArePresentAndWrittenBack) {
     EXPECT_EQ(icons->GetAsSequenceVR()->GetNumberOfItems(), 0u);
 }
 
+TEST(DirectoryIOD, ClearingTheRecordSequencesFlagSavesItEmptyAndSettingItAgainSavesTheRecords) {
+    auto directory = createDirectory(DICOMDataObject());
+    DirectoryInformationModule& module = moduleOf(*directory);
+    auto* record = new DirectoryRecordSequenceItem;
+    record->setDirectoryRecordTypeElement("PATIENT");
+    module.getDirectoryRecordSequenceElement().addItem(record);
+    module.setDirectoryRecordSequenceElementPresent(0);
+    DICOMDataObject cleared;
+    directory->save(cleared);
+    EXPECT_EQ(savedRecords(cleared).GetNumberOfItems(), 0u);
+    module.setDirectoryRecordSequenceElementPresent(1);
+    DICOMDataObject restored;
+    directory->save(restored);
+    EXPECT_EQ(savedRecords(restored).GetNumberOfItems(), 1u);
+}
+
 TEST(DirectoryIOD, EmptyRecordsAreDroppedAndOffsetsWrittenAsStored) {
     for (EndianType endian : {LittleEndian, BigEndian}) {
         auto directory = createDirectory(DICOMDataObject());
