@@ -166,10 +166,10 @@ class Renderer:
 
     def notification_declarations(self, container):
         lines = []
-        if container.kind in ("item", "module") and container.sequences():
+        if container.kind in ("item", "module") and self.relays_sequence_changes(container):
             lines.append("")
             lines.append("// Changes reported by the sequences this container holds.")
-            for name, arguments, _ in SEQUENCE_NOTIFICATIONS:
+            for name, arguments, _ in self.sequence_notifications(container):
                 lines.append(f"void {name}({arguments}) override;")
         if container.kind == "module":
             lines.append("using Module::sequenceAllItemsAdded;")
@@ -298,6 +298,21 @@ class Renderer:
         out += self.description_source(container, contexts)
         return out
 
+    @staticmethod
+    def relays_sequence_changes(container):
+        """Whether the container overrides the sequence notifications: it holds a sequence, or its
+        schema asks for the overrides all the same."""
+        return bool(container.sequences() or container.options.get("relays-sequence-changes"))
+
+    @staticmethod
+    def sequence_notifications(container):
+        """The notifications a container overrides. A module leaves the base's sequenceAllItemsAdded
+        in force: called through the base it reaches the module's listeners and parent unchanged;
+        the module's own non-const declaration is the one that reports an element update."""
+        if container.kind == "module":
+            return [n for n in SEQUENCE_NOTIFICATIONS if n[0] != "sequenceAllItemsAdded"]
+        return SEQUENCE_NOTIFICATIONS
+
     def images_argument(self, container):
         return "&itsReferencedImageSequenceElement" if container.options.get("images-own") else "nullptr"
 
@@ -313,8 +328,8 @@ class Renderer:
     def notification_source(self, container):
         name = container.name
         out = []
-        if container.sequences():
-            for operation, arguments, updated in SEQUENCE_NOTIFICATIONS:
+        if self.relays_sequence_changes(container):
+            for operation, arguments, updated in self.sequence_notifications(container):
                 if container.kind == "item":
                     images = self.images_argument(container)
                     own = f"{name}.{container.sequence_name}Element"

@@ -35,7 +35,8 @@ from kinds import KINDS, FLAGS, FLAG_VALUES, ARRAY_VALUE_TYPES
 
 CLASS_KINDS = ("item", "module", "entity", "iod")
 CLASS_OPTIONS = {
-    "item": {"sequence": 1, "image-indexed": 0, "handwritten-sequence": 0, "images-own": 0, "placeholder": 0},
+    "item": {"sequence": 1, "image-indexed": 0, "handwritten-sequence": 0, "images-own": 0, "placeholder": 0,
+             "relays-sequence-changes": 0},
     "module": {"private-creator": 1},
     "entity": {},
     "iod": {},

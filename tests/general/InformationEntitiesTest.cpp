@@ -8,8 +8,10 @@
 #include "refcntr/general/PatientModules.h"
 #include "refcntr/general/SeriesModules.h"
 #include "refcntr/general/StudyModules.h"
+#include "refcntr/notify/ReferencedImageSequence.h"
 #include "refcntr/platform/DICOMDataObject.h"
 #include "refcntr/presentation/PresentationSeriesModule.h"
+#include "notify/NotifyTestSupport.h"
 #include "support/RecordingListener.h"
 
 namespace refcntr {
@@ -139,6 +141,44 @@ TEST(ComposedPaths, AddingAProcedureCodeReportsTheModuleWithoutTheSequenceName) 
     module->getProcedureCodeSequenceElement().addItem(new ProcedureCodeSequenceItem);
     EXPECT_EQ(onModule.heard, Heard{"elementUpdated GeneralStudyModule.Element"});
     EXPECT_EQ(onEntity.heard, Heard{"elementUpdated StudyInformationEntity.GeneralStudyModule.Element"});
+}
+
+TEST(ComposedPaths, AllItemsAddedThroughTheBaseReachesTheModulesListenersAndParentUnchanged) {
+    StudyInformationEntity entity;
+    auto* module = new GeneralStudyModule;
+    entity.setGeneralStudyModule(module);
+    RecordingListener onModule, onEntity;
+    module->addListener(onModule, "");
+    entity.addListener(onEntity, "");
+    const SequenceBase& procedures = module->getProcedureCodeSequenceElement();
+    const ReferencedImageSequence* noImages = nullptr;
+    static_cast<PSChangeHandler&>(*module).sequenceAllItemsAdded("ProcedureCodeSequence", &procedures, noImages);
+    EXPECT_EQ(onModule.heard, Heard{"sequenceAllItemsAdded ProcedureCodeSequence"});
+    EXPECT_EQ(onEntity.heard, Heard{"sequenceAllItemsAdded ProcedureCodeSequence"});
+
+    onModule.heard.clear();
+    ReferencedImageSequence* ownImages = nullptr;
+    module->sequenceAllItemsAdded("ProcedureCodeSequence", &procedures, ownImages);
+    EXPECT_EQ(onModule.heard, Heard{"elementUpdated GeneralStudyModule.ProcedureCodeSequenceElement"});
+}
+
+// A referenced image item relays a sequence's report under its own name, with the images it
+// was given: only a listener of an image those images reference hears it.
+TEST(ComposedPaths, ReferencedImageItemRelaysSequenceReportsUnderItsOwnNameWithTheImagesGiven) {
+    ReferencedImageSequence images;
+    images.addItem(test::imageReference("1.2.3"));
+    ReferencedImageSequenceItem item;
+    RecordingListener ofTheImage, ofAnother;
+    item.addListener(ofTheImage, "1.2.3");
+    item.addListener(ofAnother, "9.9.9");
+    const std::string own = "elementUpdated ReferencedImageSequenceItem.ReferencedImageSequenceElement";
+    item.sequenceItemAdded("", nullptr, nullptr, &images);
+    item.sequenceItemRemoved("", nullptr, nullptr, &images);
+    item.sequenceAllItemsRemoved("", nullptr, &images);
+    item.sequenceAllItemsAdded("", nullptr, &images);
+    item.sequenceItemUpdated("", nullptr, nullptr, "X.Y", &images);
+    EXPECT_EQ(ofTheImage.heard, (Heard{own, own, own, own, own + ".X.Y"}));
+    EXPECT_EQ(ofAnother.heard, Heard{});
 }
 
 }  // namespace
