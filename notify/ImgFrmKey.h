@@ -11,8 +11,9 @@ class ImgFrmKey {
 public:
     static const ImgFrmKey itsAnyImageKey;
 
-    // Any frame of `uid` (any image when `uid` is empty).
-    explicit ImgFrmKey(const RWCString& uid = itsEmptyString);
+    // Any frame of `uid` (any image when `uid` is empty). Implicit, so that a UID can be passed
+    // where a key is expected.
+    ImgFrmKey(const RWCString& uid = itsEmptyString);
     // Frame `frame` of `uid`.
     ImgFrmKey(const RWCString& uid, int frame);
     ImgFrmKey(const ImgFrmKey&) = default;

@@ -83,6 +83,7 @@ private:
 // with its source; each registration lives as long as some registry holds it.
 class ListenerRegistry {
 public:
+    using ListenerByImageFrameIndex = refcntr::ListenerByImageFrameIndex;
     static const RWCString itsEmptyString;
 
     explicit ListenerRegistry(unsigned capacity = 64);

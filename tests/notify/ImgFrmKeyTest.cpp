@@ -14,6 +14,11 @@ TEST(ImgFrmKey, KindsFollowTheUidAndTheAnyFrameFlag) {
     EXPECT_FALSE(ImgFrmKey("1.2", 0).isAnyImageKey());
 }
 
+TEST(ImgFrmKey, AUidPassedWhereAKeyIsExpectedStandsForEveryFrameOfThatImage) {
+    const auto uidOf = [](const ImgFrmKey& key) { return key.isAnyFrameKey() ? key.getSOPInstanceUID() : ""; };
+    EXPECT_EQ(uidOf(RWCString("1.2")), "1.2");
+}
+
 TEST(ImgFrmKey, EqualityIgnoresFramesOnlyForAnyImageKeys) {
     EXPECT_EQ(ImgFrmKey("", 3), ImgFrmKey("", -8));
     EXPECT_EQ(ImgFrmKey("", 3), ImgFrmKey::itsAnyImageKey);

@@ -143,6 +143,21 @@ TEST_F(ListenerRegistryTest, IndexListsTheListenersOfEachKeyAndDropsEmptiedKeys)
     EXPECT_EQ(registry.index().entries(), 0u);
 }
 
+TEST_F(ListenerRegistryTest, HandlersImageFrameIndexFilesRegistrationsByTheKeysOwnHash) {
+    using Index = PSChangeHandler::ListenerRegistry::ListenerByImageFrameIndex;
+    Index index(0);
+    EXPECT_EQ(index.buckets(), 2u);
+    for (const ImgFrmKey& key : {ImgFrmKey("", 5), ImgFrmKey("U", 3), ImgFrmKey("U")})
+        EXPECT_EQ(Index::getKeyHash(key), key.hash());
+    RegisteredListener frame(first, "U", 3), image(second, "U");
+    index.addListener(&frame);
+    index.addListener(&image);
+    EXPECT_EQ(index.find(ImgFrmKey("U", 3))->get(0), &first);
+    index.removeListener(&frame);
+    EXPECT_EQ(index.find(ImgFrmKey("U", 3)), nullptr);
+    EXPECT_EQ(index.find(ImgFrmKey("U"))->get(0), &second);
+}
+
 TEST_F(ListenerRegistryTest, IndexGrowsWhenItsEntriesReachThreeQuartersOfItsBuckets) {
     for (int image = 0; image < 48; ++image) registry.addListener(first, "U" + std::to_string(image));
     EXPECT_EQ(registry.index().buckets(), 64u);
