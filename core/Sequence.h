@@ -96,10 +96,14 @@ void Sequence<T>::removeItem(T* item) {
     }
 }
 
+// As removeItem does, the items leave the sequence before the parent is told and are deleted
+// after, so that whoever hears of it sees the sequence as it is now.
 template <class T>
 void Sequence<T>::clearAndDestroy() {
+    std::vector<T*> removed;
+    removed.swap(itsItems);
     if (PSChangeHandler* parent = getPSChangeHandler()) parent->sequenceAllItemsRemoved(RWCString(), this, nullptr);
-    deleteItems();
+    for (T* item : removed) delete item;
 }
 
 template <class T>

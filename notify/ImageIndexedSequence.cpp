@@ -19,18 +19,12 @@ ImageItemIndex::ItemList& ImageItemIndex::entryFor(const ImgFrmKey& key) {
     return itsEntries.insert(key);
 }
 
-void ImageItemIndex::file(SequenceItem* item, const ReferencedImageSequence& images,
-                          const BeforeFiling& beforeFiling) {
+std::vector<ImgFrmKey> ImageItemIndex::keysOf(const ReferencedImageSequence& images, const BeforeFiling& beforeFiling) {
+    std::vector<ImgFrmKey> keys;
     if (!images.isPresent() || images.length() == 0) {
         beforeFiling(1);
-        const ImgFrmKey anyImage(itsEmptyString);
-        ItemList* items = itsEntries.find(anyImage);
-        if (!items) {
-            items = &itsEntries.insert(anyImage);
-            items->reserve(anyImageListCapacity);
-        }
-        items->push_back(item);
-        return;
+        keys.emplace_back(itsEmptyString);
+        return keys;
     }
     for (const ReferencedImageSequenceItem* reference : images.items()) {
         const RWCString uid = reference->getReferencedSOPInstanceUIDElement();
@@ -38,23 +32,76 @@ void ImageItemIndex::file(SequenceItem* item, const ReferencedImageSequence& ima
         const unsigned frameCount = reference->getReferencedFrameNumberElementLength();
         if (reference->isReferencedFrameNumberElementPresent() && frames && frameCount > 0) {
             beforeFiling(frameCount);
-            for (unsigned i = 0; i < frameCount; ++i) entryFor(ImgFrmKey(uid, frames[i])).push_back(item);
+            for (unsigned i = 0; i < frameCount; ++i) keys.emplace_back(uid, frames[i]);
         } else {
             beforeFiling(1);
-            entryFor(ImgFrmKey(uid)).push_back(item);
+            keys.emplace_back(uid);
         }
     }
+    return keys;
+}
+
+void ImageItemIndex::file(SequenceItem* item, const ReferencedImageSequence& images,
+                          const BeforeFiling& beforeFiling) {
+    Filing filing{itsNextOrder++, keysOf(images, beforeFiling)};
+    for (const ImgFrmKey& key : filing.keys) {
+        ItemList& items = entryFor(key);
+        if (key.isAnyImageKey() && items.empty()) items.reserve(anyImageListCapacity);
+        items.push_back(item);
+    }
+    itsFilings[item] = std::move(filing);
 }
 
 void ImageItemIndex::unfile(const SequenceItem* item) {
-    itsEntries.eraseIf([item](const ImgFrmKey&, ItemList& items) {
-        items.erase(std::remove(items.begin(), items.end(), item), items.end());
-        return items.empty();
+    const auto filing = itsFilings.find(item);
+    if (filing == itsFilings.end()) return;
+    removeFrom(filing->second.keys, item);
+    itsFilings.erase(filing);
+}
+
+bool ImageItemIndex::refile(const SequenceItem* item, const ReferencedImageSequence& images) {
+    const auto filing = itsFilings.find(item);
+    if (filing == itsFilings.end()) return false;
+    std::vector<ImgFrmKey> keys = keysOf(images, [](unsigned) {});
+    if (keys == filing->second.keys) return false;
+    removeFrom(filing->second.keys, item);
+    auto* filed = const_cast<SequenceItem*>(item);  // the sequence that owns the item files it
+    for (const ImgFrmKey& key : keys) insertInOrder(key, filed, filing->second.order);
+    filing->second.keys = std::move(keys);
+    return true;
+}
+
+bool ImageItemIndex::mayChangeReferences(const RWCString& sequenceName, const RWCString& elementPath) {
+    // An item relays what its own sequences report as "<Item>.<Sequence>Element", followed by
+    // the nested path when an item of theirs changed.
+    const RWCString::size_type dot = elementPath.find('.');
+    if (dot == RWCString::npos) return false;
+    const RWCString relayed = sequenceName + "Element";
+    if (elementPath.compare(dot + 1, RWCString::npos, relayed) == 0) return true;
+    static const RWCString referenceChange = ".ReferencedImageSequenceElement.";
+    return elementPath.compare(dot + 1, relayed.size(), relayed) == 0 &&
+           elementPath.compare(dot + 1 + relayed.size(), referenceChange.size(), referenceChange) == 0;
+}
+
+void ImageItemIndex::removeFrom(const std::vector<ImgFrmKey>& keys, const SequenceItem* item) {
+    for (const ImgFrmKey& key : keys) {
+        ItemList* items = itsEntries.find(key);
+        if (!items) continue;
+        items->erase(std::remove(items->begin(), items->end(), item), items->end());
+        if (items->empty()) itsEntries.erase(key);
+    }
+}
+
+void ImageItemIndex::insertInOrder(const ImgFrmKey& key, SequenceItem* item, unsigned long long order) {
+    ItemList& items = entryFor(key);
+    const auto after = std::upper_bound(items.begin(), items.end(), order, [this](unsigned long long value, SequenceItem* other) {
+        return value < itsFilings.at(other).order;
     });
+    items.insert(after, item);
 }
 
 void ImageItemIndex::reset(unsigned buckets) {
-    itsEntries.clear();
+    clear();
     itsEntries.resize(buckets);
 }
 

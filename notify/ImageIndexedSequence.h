@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <unordered_map>
 #include <vector>
 
 #include "refcntr/core/Sequence.h"
@@ -19,7 +20,9 @@ class ReferencedImageSequence;
 // The untyped part of ImageIndexedSequence: from image-and-frame key to the items filed under
 // it. Three kinds of key: (UID, frame) for a referenced frame, (UID) any frame for an image
 // referenced without frames, the any-image key for an item that references no image. An
-// entry whose list becomes empty is dropped.
+// entry whose list becomes empty is dropped. Each list keeps its items in the order they were
+// filed, which is sequence order; each item remembers the keys it is filed under, so that it
+// can be unfiled or refiled without a search of the whole index.
 class ImageItemIndex {
 public:
     using ItemList = std::vector<SequenceItem*>;
@@ -35,11 +38,22 @@ public:
     // the any-image key when `images` is absent or empty; otherwise per referenced image
     // either (UID, f) for each of its frames or (UID) when it lists none.
     void file(SequenceItem* item, const ReferencedImageSequence& images, const BeforeFiling& beforeFiling);
-    // Removes every occurrence of `item` from every entry (also from keys that its referenced
-    // images no longer name, so the index never keeps a pointer to a removed item).
+    // Removes every occurrence of `item` from the entries it was filed under (also from keys
+    // that its referenced images no longer name, so the index never keeps a pointer to a
+    // removed item).
     void unfile(const SequenceItem* item);
+    // Files a filed item again under the keys that `images` yields now, in its place in sequence
+    // order, when they differ from the keys it is filed under. Returns whether they differed.
+    bool refile(const SequenceItem* item, const ReferencedImageSequence& images);
+    // Whether a change that an item of the sequence named `sequenceName` reported with
+    // `elementPath` may have changed which images the item references: its referenced image
+    // sequence changed, or one of its sequences gained or lost items.
+    static bool mayChangeReferences(const RWCString& sequenceName, const RWCString& elementPath);
     // Removes every entry; the bucket count stays.
-    void clear() { itsEntries.clear(); }
+    void clear() {
+        itsEntries.clear();
+        itsFilings.clear();
+    }
     // Removes every entry and sets the bucket count.
     void reset(unsigned buckets);
     // Doubles the bucket count when it is below `count` x 1.25, rounded to the nearest integer.
@@ -71,9 +85,22 @@ private:
     // The any-image key is built from it.
     static const RWCString itsEmptyString;
 
+    // Where an item stands in sequence order, and the keys it is filed under.
+    struct Filing {
+        unsigned long long order;
+        std::vector<ImgFrmKey> keys;
+    };
+
     ItemList& entryFor(const ImgFrmKey& key);
+    // The keys `images` yields, in filing order; `beforeFiling` is told each group's size.
+    static std::vector<ImgFrmKey> keysOf(const ReferencedImageSequence& images, const BeforeFiling& beforeFiling);
+    void removeFrom(const std::vector<ImgFrmKey>& keys, const SequenceItem* item);
+    // Inserts the item into the key's list after every item that precedes it in sequence order.
+    void insertInOrder(const ImgFrmKey& key, SequenceItem* item, unsigned long long order);
 
     HashTable<ImgFrmKey, ItemList, KeyHash> itsEntries;
+    std::unordered_map<const SequenceItem*, Filing> itsFilings;
+    unsigned long long itsNextOrder = 0;
 };
 
 // T is a SequenceItem with `const ReferencedImageSequence& getReferencedImageSequenceElement() const`.
@@ -94,6 +121,10 @@ public:
     void removeItem(T* item) override;
     // Empties the index, then deletes every item.
     void clearAndDestroy() override;
+    // Refiles the item when the change may have touched its referenced images, then reports
+    // the change as every sequence does.
+    void sequenceItemUpdated(const RWCString& path, const SequenceBase* sequence, const SequenceItem* item,
+                             const RWCString& elementPath, const ReferencedImageSequence* images) override;
     // Resets the index to 64 buckets, then clearAndDestroy.
     void removeAllItems();
 
@@ -150,6 +181,18 @@ template <class T>
 void ImageIndexedSequence<T>::clearAndDestroy() {
     itsIndex.clear();
     Sequence<T>::clearAndDestroy();
+}
+
+template <class T>
+void ImageIndexedSequence<T>::sequenceItemUpdated(const RWCString& path, const SequenceBase* sequence,
+                                                  const SequenceItem* item, const RWCString& elementPath,
+                                                  const ReferencedImageSequence* images) {
+    if (item && ImageItemIndex::mayChangeReferences(path, elementPath)) {
+        const auto& references = static_cast<const T*>(item)->getReferencedImageSequenceElement();
+        itsIndex.grow(itsIndex.entries() + references.length());
+        itsIndex.refile(item, references);
+    }
+    Sequence<T>::sequenceItemUpdated(path, sequence, item, elementPath, images);
 }
 
 template <class T>

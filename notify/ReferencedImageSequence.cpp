@@ -109,6 +109,18 @@ void ReferencedImageSequence::clearAndDestroy() {
     Sequence::clearAndDestroy();
 }
 
+void ReferencedImageSequence::sequenceItemUpdated(const RWCString& path, const SequenceBase* sequence,
+                                                  const SequenceItem* item, const RWCString& elementPath,
+                                                  const ReferencedImageSequence* images) {
+    static const RWCString imageChanged = "ReferencedImageSequenceItem.ReferencedSOPInstanceUIDElement";
+    static const RWCString framesChanged = "ReferencedImageSequenceItem.ReferencedFrameNumberElement";
+    if (elementPath == imageChanged || elementPath == framesChanged) {
+        itsImageFrameIndex.clear();
+        for (const ReferencedImageSequenceItem* held : items()) itsImageFrameIndex.insert(*held);
+    }
+    Sequence::sequenceItemUpdated(path, sequence, item, elementPath, images);
+}
+
 void ReferencedImageSequence::resize(unsigned n) {
     Sequence::resize(n);
     const unsigned buckets = bucketsFor(n);

@@ -86,6 +86,11 @@ public:
     void clearAndDestroy() override;
     // Room for n items; the index gets (5 x n + 3) / 4 buckets.
     void resize(unsigned n) override;
+    // When an item's image or frames changed, indexes the items again as they are now (so that
+    // references() never answers for values an item no longer holds), then reports the change
+    // as every sequence does.
+    void sequenceItemUpdated(const RWCString& path, const SequenceBase* sequence, const SequenceItem* item,
+                             const RWCString& elementPath, const ReferencedImageSequence* images) override;
 
     // 1 when the sequence covers the key: any image always; a whole image when some item
     // references it; one frame when some item for the image lists that frame.

@@ -47,6 +47,18 @@ TEST(ReferencedSeriesSequence, LooksUpFramesThenWholeImagesWithDifferentFallBack
     EXPECT_EQ(result, Items{});
 }
 
+TEST(ReferencedSeriesSequence, ASeriesWhoseImageReferenceIsEditedIsFoundUnderItsNewImage) {
+    ReferencedSeriesSequence sequence;
+    ReferencedSeriesSequenceItem* item = series("S1", {imageReference("U")});
+    sequence.addItem(item);
+    item->getReferencedImageSequenceElement().at(0)->setReferencedSOPInstanceUIDElement("V");
+    Items result;
+    sequence.getItems(result, "V");
+    EXPECT_EQ(result, Items{item});
+    sequence.getItems(result, "U");
+    EXPECT_EQ(result, Items{});
+}
+
 TEST(ReferencedSeriesSequence, AnItemReportsOnlyToListenersOfTheImagesItReferences) {
     ReferencedSeriesSequence sequence;
     ReferencedSeriesSequenceItem* item = series("S1", {imageReference("U", {1})});

@@ -14,6 +14,7 @@
 #include "refcntr/presentation/DisplayedAreaModule.h"
 #include "refcntr/presentation/GraphicAnnotationModule.h"
 #include "refcntr/presentation/LUTModules.h"
+#include "support/RecordingListener.h"
 
 namespace refcntr {
 namespace {
@@ -27,6 +28,7 @@ struct Indexed<DisplayedAreaModule> {
     static const DisplayedAreaSelectionSequence& sequence(const DisplayedAreaModule& module) {
         return module.getDisplayedAreaSelectionSequenceElement();
     }
+    static DisplayedAreaSelectionSequence& sequence(DisplayedAreaModule& module) { return module.getDisplayedAreaSelectionSequenceElement(); }
 };
 
 template <>
@@ -35,6 +37,7 @@ struct Indexed<GraphicAnnotationModule> {
     static const GraphicAnnotationSequence& sequence(const GraphicAnnotationModule& module) {
         return module.getGraphicAnnotationSequenceElement();
     }
+    static GraphicAnnotationSequence& sequence(GraphicAnnotationModule& module) { return module.getGraphicAnnotationSequenceElement(); }
 };
 
 template <>
@@ -43,6 +46,7 @@ struct Indexed<SoftcopyVOILUTModule> {
     static const SoftcopyVOILUTSequence& sequence(const SoftcopyVOILUTModule& module) {
         return module.getSoftcopyVOILUTSequenceElement();
     }
+    static SoftcopyVOILUTSequence& sequence(SoftcopyVOILUTModule& module) { return module.getSoftcopyVOILUTSequenceElement(); }
 };
 
 struct Reference {
@@ -86,6 +90,9 @@ protected:
     }
 
     const auto& sequence() const { return Indexed<Module>::sequence(*module); }
+    ReferencedImageSequence& referencesOf(unsigned position) {
+        return Indexed<Module>::sequence(*module).at(position)->getReferencedImageSequenceElement();
+    }
 
     // The positions of the items getItems returns, for a frame or (frame 0) for the whole image.
     std::vector<unsigned> itemsFor(const char* uid, int frame = 0) const {
@@ -125,6 +132,40 @@ TYPED_TEST(ImageIndexedModule, FramesOfAnImageAreFoundOnlyUnderTheFramesReferenc
     EXPECT_EQ(this->itemsFor("U", 3), Positions{1});
     EXPECT_EQ(this->itemsFor("U", 2), Positions{});
     EXPECT_EQ(this->itemsFor("V", 7), Positions{2});
+}
+
+// A viewer that edits which images an item applies to gets the new answer at once.
+TYPED_TEST(ImageIndexedModule, AnItemForEveryImageGivenAReferenceAppliesToThatImageOnly) {
+    auto* reference = new ReferencedImageSequenceItem;
+    reference->setReferencedSOPInstanceUIDElement("1.2.3");
+    this->referencesOf(0).addItem(reference);
+    EXPECT_EQ(this->itemsFor("9.9.9"), Positions{});
+    EXPECT_EQ(this->itemsFor("1.2.3"), Positions{0});
+    this->referencesOf(0).clearAndDestroy();
+    EXPECT_EQ(this->itemsFor("9.9.9"), Positions{0});
+    EXPECT_EQ(this->itemsFor("1.2.3"), Positions{0});
+}
+
+TYPED_TEST(ImageIndexedModule, AnEditedImageOrFrameRefilesTheItemInSequenceOrder) {
+    ReferencedImageSequenceItem& ofV = *this->referencesOf(2).at(0);
+    ofV.setReferencedSOPInstanceUIDElement("U");
+    ofV.setReferencedFrameNumberElement(new int[1]{3}, 1);
+    EXPECT_EQ(this->itemsFor("U", 3), (Positions{1, 2}));
+    EXPECT_EQ(this->itemsFor("V"), Positions{0});
+    this->referencesOf(1).at(0)->setReferencedFrameNumberElement(2, 1);
+    EXPECT_EQ(this->itemsFor("U", 3), Positions{2});
+    EXPECT_EQ(this->itemsFor("U", 2), Positions{1});
+    auto& items = Indexed<TypeParam>::sequence(*this->module);
+    items.removeItem(items.at(1));
+    EXPECT_EQ(this->itemsFor("U", 2), Positions{});
+    EXPECT_EQ(this->itemsFor("U", 3), Positions{1});
+}
+
+TYPED_TEST(ImageIndexedModule, AListenerOfAnImageHearsTheChangeThatMakesAnItemReferenceIt) {
+    testing::RecordingListener ofTheNewImage;
+    this->module->addListener(ofTheNewImage, "1.2.3");
+    this->referencesOf(2).at(0)->setReferencedSOPInstanceUIDElement("1.2.3");
+    EXPECT_EQ(ofTheNewImage.heard.size(), 1u);
 }
 
 }  // namespace
