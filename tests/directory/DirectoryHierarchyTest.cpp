@@ -7,6 +7,7 @@
 #include <dcmtk/config/osconfig.h>
 #include <dcmtk/dcmdata/dctk.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -115,9 +116,8 @@ std::string pydicomTree(const std::string& path, const ScratchDirectory& scratch
                               "        walk(child, depth + 1)\n"
                               "walk(FileSet(dcmread(sys.argv[1]))._tree, 0)\n");
     const std::string output = scratch.File("walk.txt");
-    EXPECT_EQ(testfiles::runCommand("/usr/bin/python3 " + testfiles::quoted(script) + " " + testfiles::quoted(path) + " > " +
-                                    testfiles::quoted(output)),
-              0);
+    const std::string command = "/usr/bin/python3 " + testfiles::quoted(script) + " " + testfiles::quoted(path);
+    EXPECT_EQ(testfiles::runCommand(command + " > " + testfiles::quoted(output)), 0);
     return testfiles::readWholeFile(output);
 }
 
@@ -217,7 +217,8 @@ void writeWithUndefinedLengths(const std::string& from, const std::string& to) {
 void writeWithDamagedLinks(const std::string& from, const std::string& to) {
     std::string bytes = testfiles::readWholeFile(from);
     auto setNext = [&bytes](Uint32 record, Uint32 next) {
-        changeOffsets(bytes, record, true, [next](Uint16 number, Uint32 value) { return number == 0x1400 ? next : value; });
+        changeOffsets(bytes, record, true,
+                      [next](Uint16 number, Uint32 value) { return number == 0x1400 ? next : value; });
     };
     const Uint32 series = recordOffset(from, DCM_SeriesInstanceUID, "2.25.2011");
     setNext(recordOffset(from, DCM_PatientName, "Doe^Jane"), 12345);
@@ -281,16 +282,19 @@ TEST_F(DirectoryHierarchy, AFailedWriteNamesTheFileAndLeavesNothingBehind) {
     testfiles::writeWholeFile(target.File("plain"), "not a folder");
     std::filesystem::create_directory(target.File("taken"));
     const auto file = DirectoryFile::read(original());
-    for (const std::string& path : {target.File("plain/DICOMDIR"), target.File("missing/DICOMDIR"), target.File("taken")}) {
+    for (const std::string& path :
+         {target.File("plain/DICOMDIR"), target.File("missing/DICOMDIR"), target.File("taken")}) {
         try {
             file->write(path, TransferSyntax::ExplicitLittle);
             ADD_FAILURE() << "wrote " << path;
         } catch (const RuntimeException& error) {
-            EXPECT_NE(error.GetMessage().find("cannot write '" + path + "': "), std::string::npos) << error.GetMessage();
+            const std::string message = error.GetMessage();
+            EXPECT_NE(message.find("cannot write '" + path + "': "), std::string::npos) << message;
         }
     }
     std::vector<std::string> left;
-    for (const auto& entry : std::filesystem::directory_iterator(target.Path())) left.push_back(entry.path().filename());
+    for (const auto& entry : std::filesystem::directory_iterator(target.Path()))
+        left.push_back(entry.path().filename());
     std::sort(left.begin(), left.end());
     EXPECT_EQ(left, (std::vector<std::string>{"plain", "taken"}));
     EXPECT_TRUE(std::filesystem::is_empty(target.File("taken")));
@@ -362,7 +366,8 @@ TEST_P(DirectoryWrite, ADirectoryBuiltFromNothing) {
     file->addRecord(series, study);
     file->addRecord(newImage("2.25.711"), series);
     file->addRecord(newImage("2.25.712"), series);
-    expectWritten(*file, "PATIENT Poe^Edgar\n  STUDY 2.25.7\n    SERIES 2.25.71\n      IMAGE 2.25.711\n      IMAGE 2.25.712\n");
+    expectWritten(*file, "PATIENT Poe^Edgar\n  STUDY 2.25.7\n    SERIES 2.25.71\n"
+                         "      IMAGE 2.25.711\n      IMAGE 2.25.712\n");
 }
 
 TEST_P(DirectoryWrite, DirectoriesWrittenOtherwise) {
