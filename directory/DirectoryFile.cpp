@@ -79,12 +79,14 @@ void setLinks(DirectoryRecordSequenceItem& record, const RecordOffsets& links) {
 DirectoryFile::DirectoryFile() = default;
 DirectoryFile::~DirectoryFile() = default;
 
-std::unique_ptr<DirectoryFile> DirectoryFile::read(const std::string& path) {
-    std::vector<std::string> notes;
-    return read(path, notes);
-}
+std::unique_ptr<DirectoryFile> DirectoryFile::read(const std::string& path) { return readFile(path, nullptr); }
 
 std::unique_ptr<DirectoryFile> DirectoryFile::read(const std::string& path, std::vector<std::string>& notes) {
+    return readFile(path, &notes);
+}
+
+// Without notes, the read faults are not looked for: that walks every element again.
+std::unique_ptr<DirectoryFile> DirectoryFile::readFile(const std::string& path, std::vector<std::string>* notes) {
     std::vector<UINT32> offsets;
     const std::unique_ptr<DICOMDataObject> data = readDicomFile(path, notes, offsets);
     if (!isMediaDirectory(*data))
@@ -98,7 +100,7 @@ std::unique_ptr<DirectoryFile> DirectoryFile::read(const std::string& path, std:
     std::vector<std::string> linkNotes;
     const UINT32 root = module.getRootDirectoryFirstRecordElement();
     file->adopt(resolveRecordLinks(positionsOf(records, offsets), root, linkNotes));
-    for (const std::string& note : linkNotes) notes.push_back(note);
+    if (notes) notes->insert(notes->end(), linkNotes.begin(), linkNotes.end());
     return file;
 }
 

@@ -92,6 +92,7 @@ private:
     };
 
     DirectoryFile();
+    static std::unique_ptr<DirectoryFile> readFile(const std::string& path, std::vector<std::string>* notes);
     // Takes the hierarchy found on reading, by index into the record sequence.
     void adopt(const RecordHierarchy& hierarchy);
     void prepareForWriting();

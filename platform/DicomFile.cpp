@@ -218,9 +218,9 @@ std::unique_ptr<DICOMDataObject> readDicomFile(const std::string& path, std::vec
     return readFile(path, &notes, nullptr);
 }
 
-std::unique_ptr<DICOMDataObject> readDicomFile(const std::string& path, std::vector<std::string>& notes,
+std::unique_ptr<DICOMDataObject> readDicomFile(const std::string& path, std::vector<std::string>* notes,
                                                std::vector<UINT32>& recordOffsets) {
-    return readFile(path, &notes, &recordOffsets);
+    return readFile(path, notes, &recordOffsets);
 }
 
 void toDcmFileFormat(const DICOMDataObject& dataSet, DcmFileFormat& file, TransferSyntax transferSyntax) {

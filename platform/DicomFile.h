@@ -21,10 +21,11 @@ std::unique_ptr<DICOMDataObject> readDicomFile(const std::string& path);
 // The same, and in `notes` one line for each fault DCMTK read past (a value of odd length, a VR
 // other than the dictionary's), naming the element and what was done with it.
 std::unique_ptr<DICOMDataObject> readDicomFile(const std::string& path, std::vector<std::string>& notes);
-// The same, and in `recordOffsets` the position of each item of the directory record sequence
-// (0004,1220), in sequence order: the byte offset from the start of the file (preamble and meta
-// header included) of its item tag, as found while parsing. Empty when there is no such sequence.
-std::unique_ptr<DICOMDataObject> readDicomFile(const std::string& path, std::vector<std::string>& notes,
+// The same (notes only when `notes` is not null), and in `recordOffsets` the position of each
+// item of the directory record sequence (0004,1220), in sequence order: the byte offset from the
+// start of the file (preamble and meta header included) of its item tag, as found while
+// parsing. Empty when there is no such sequence.
+std::unique_ptr<DICOMDataObject> readDicomFile(const std::string& path, std::vector<std::string>* notes,
                                                std::vector<UINT32>& recordOffsets);
 
 // Writes the data set as a DICOM file with a meta header built from its group 0002 elements.
