@@ -300,6 +300,43 @@ TEST_F(DirectoryHierarchy, AFailedWriteNamesTheFileAndLeavesNothingBehind) {
     EXPECT_TRUE(std::filesystem::is_empty(target.File("taken")));
 }
 
+TEST_F(DirectoryHierarchy, RecordsOutsideTheHierarchy) {
+    const auto file = DirectoryFile::read(original());
+    const auto other = DirectoryFile::read(original());
+    Record stranger;
+    EXPECT_THROW(file->addRecord(newImage("2.25.99"), other->roots().front()), RuntimeException);
+    EXPECT_THROW(file->removeRecord(&stranger), RuntimeException);
+    EXPECT_TRUE(file->children(stranger).empty());
+    EXPECT_EQ(file->parent(stranger), nullptr);
+    // A record added to the sequence itself, bypassing the hierarchy, is written at the root level.
+    Record* direct = newRecord("PATIENT", [](Record& r) {
+        r.setPatientNameElement("Bypass^Bob");
+        r.setPatientIDElement("P3");
+    });
+    file->directory().getDirectoryInformationEntity()->getDirectoryInformationModule()
+        ->getDirectoryRecordSequenceElement().addItem(direct);
+    file->write(scratch->File("BYPASS"), TransferSyntax::ExplicitLittle);
+    EXPECT_EQ(dcmtkTree(scratch->File("BYPASS")), twoPatients + "PATIENT Bypass^Bob\n");
+    EXPECT_EQ(file->roots().back(), direct);
+}
+
+TEST_F(DirectoryHierarchy, ARecordNotInUseThatNoLinkReachesIsKeptWithoutANote) {
+    const std::string damaged = scratch->File("DAMAGED_INACTIVE");
+    writeWithDamagedLinks(original(), damaged);
+    std::string bytes = testfiles::readWholeFile(damaged);
+    const char inUseTag[] = {4, 0, 0x10, 0x14, 'U', 'S', 2, 0};
+    const Uint32 series = recordOffset(damaged, DCM_SeriesInstanceUID, "2.25.2012");
+    const std::size_t flag = bytes.find(std::string(inUseTag, 8), series);
+    bytes.replace(flag + 8, 2, std::string(2, '\0'));
+    testfiles::writeWholeFile(damaged, bytes);
+    std::vector<std::string> notes;
+    const auto file = DirectoryFile::read(damaged, notes);
+    EXPECT_EQ(notes.size(), 4u);
+    ASSERT_EQ(file->roots().size(), 3u);
+    EXPECT_EQ(describe(*file->roots().back()), "SERIES 2.25.2012");
+    EXPECT_EQ(file->roots().back()->getRecordInUseFlagElement(), 0);
+}
+
 // Each edit, written in each transfer syntax, read back by DCMTK, pydicom and DirectoryFile.
 class DirectoryWrite : public DirectoryHierarchy, public ::testing::WithParamInterface<TransferSyntax> {
 protected:
