@@ -34,8 +34,12 @@ bool isMediaDirectory(const DICOMDataObject& data) {
            (data.GetString(0x0002, 0x0002, sopClass) && sopClass == mediaStorageDirectoryStorage);
 }
 
+// The module that holds the records; the IOD's setters can take it away, which is refused here.
 DirectoryInformationModule& informationModule(BasicDirectoryCompositeIOD& directory) {
-    return *directory.getDirectoryInformationEntity()->getDirectoryInformationModule();
+    DirectoryInformationEntity* entity = directory.getDirectoryInformationEntity();
+    if (entity == nullptr || entity->getDirectoryInformationModule() == nullptr)
+        throw RuntimeException("the directory has no directory information module to hold its records");
+    return *entity->getDirectoryInformationModule();
 }
 
 std::vector<RecordPosition> positionsOf(const DirectoryRecordSequence& records,
@@ -147,11 +151,11 @@ DirectoryFile::Record* DirectoryFile::parent(const Record& record) const {
 }
 
 void DirectoryFile::addRecord(Record* record, Record* parent) {
-    if (parent != nullptr && itsLinks.count(parent) == 0) {
-        delete record;
+    std::unique_ptr<Record> owned(record);
+    DirectoryRecordSequence& records = informationModule(*itsDirectory).getDirectoryRecordSequenceElement();
+    if (parent != nullptr && itsLinks.count(parent) == 0)
         throw RuntimeException("DirectoryFile::addRecord: the parent is not a record of this directory");
-    }
-    informationModule(*itsDirectory).getDirectoryRecordSequenceElement().addItem(record);
+    records.addItem(owned.release());
     itsLinks[record].parent = parent;
     (parent == nullptr ? itsRoots : itsLinks[parent].children).push_back(record);
 }
@@ -192,9 +196,9 @@ std::vector<DirectoryFile::Record*> DirectoryFile::layoutOrder() const {
 }
 
 void DirectoryFile::write(const std::string& path, TransferSyntax transferSyntax) {
-    prepareForWriting();
     DcmFileFormat file;
     try {
+        prepareForWriting();
         DICOMDataObject data;
         itsDirectory->save(data);
         toDcmFileFormat(data, file, transferSyntax);

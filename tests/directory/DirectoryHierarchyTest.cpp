@@ -300,6 +300,15 @@ TEST_F(DirectoryHierarchy, AFailedWriteNamesTheFileAndLeavesNothingBehind) {
     EXPECT_TRUE(std::filesystem::is_empty(target.File("taken")));
 }
 
+TEST_F(DirectoryHierarchy, ADirectoryWithoutItsRecordModuleIsNotWritten) {
+    const auto file = DirectoryFile::read(original());
+    file->directory().setDirectoryInformationEntity(nullptr);
+    const std::string path = scratch->File("NO_MODULE");
+    EXPECT_THROW(file->write(path, TransferSyntax::ExplicitLittle), RuntimeException);
+    EXPECT_FALSE(std::filesystem::exists(path));
+    EXPECT_THROW(file->addRecord(newImage("2.25.98")), RuntimeException);
+}
+
 TEST_F(DirectoryHierarchy, RecordsOutsideTheHierarchy) {
     const auto file = DirectoryFile::read(original());
     const auto other = DirectoryFile::read(original());
