@@ -1,5 +1,5 @@
 // The whole public interface of refcntr: the data-object layer, the container core, the
-// notification layer and every generated container class.
+// notification layer, every generated container class and the directory file layer.
 #pragma once
 
 #include "refcntr/platform/AETitle.h"
@@ -33,3 +33,5 @@
 #include "refcntr/notify/ReferencedImageSequence.h"
 
 #include "refcntr/codegen/Containers.h"
+
+#include "refcntr/directory/DirectoryFile.h"
