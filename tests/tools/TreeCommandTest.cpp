@@ -1,11 +1,14 @@
-// refcntr tree as a separate process, on a directory that dcmmkdir made of DCMTK-built images
-// and on copies of it whose record links were damaged byte by byte.
+// refcntr tree as a separate process, on a directory that dcmmkdir made of DCMTK-built images,
+// on copies of it whose record links were damaged byte by byte, and on a large directory that
+// DCMTK's DcmDicomDir wrote.
 #include <cstring>
+#include <sstream>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "support/DirectoryFiles.h"
+#include "support/GeneratedDirectory.h"
 #include "support/RunProgram.h"
 
 namespace {
@@ -114,6 +117,50 @@ TEST_F(TreeCommand, RecordsThatNoLinkReachesAreCountedInAWarning) {
     EXPECT_FALSE(contains(result.out, "Roe^Richard")) << result.out;
     EXPECT_TRUE(contains(result.err, "warning: '" + scratch.File("DICOMDIR") + "': 6 records are not linked from the root"))
         << result.err;
+}
+
+// 2,000 records: 35 whole patients of 57 records, and a 36th cut short after two images.
+TEST_F(TreeCommand, ListsEveryRecordOfALargeDirectoryUnderItsParent) {
+    const std::string path = scratch.File("LARGE");
+    refcntr::testfiles::writeGeneratedDirectory(path, 2000);
+    const Outcome result = Tree(path);
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_EQ(result.err, "");
+
+    std::istringstream lines(result.out);
+    std::string line;
+    unsigned counts[4] = {};
+    const char* const levels[] = {"PATIENT ", "  STUDY ", "    SERIES ", "      IMAGE "};
+    while (std::getline(lines, line)) {
+        unsigned level = 0;
+        while (level < 4 && line.rfind(levels[level], 0) != 0) ++level;
+        ASSERT_LT(level, 4u) << line;
+        ++counts[level];
+    }
+    EXPECT_EQ(counts[0], 36u);
+    EXPECT_EQ(counts[1], 71u);
+    EXPECT_EQ(counts[2], 211u);
+    EXPECT_EQ(counts[3], 1682u);
+    EXPECT_EQ(result.out.substr(0, result.out.find("      IMAGE 1 IMAGES/P0/S0/E1/")),
+              "PATIENT Patient^0 [P0]\n"
+              "  STUDY 20240102 S0 \"STUDY 0\" [2.25.0.0]\n"
+              "    SERIES CT 1 [2.25.0.0.0]\n"
+              "      IMAGE 1 IMAGES/P0/S0/E0/I0 [2.25.0.0.0.0]\n"
+              "      IMAGE 2 IMAGES/P0/S0/E0/I1 [2.25.0.0.0.1]\n"
+              "      IMAGE 3 IMAGES/P0/S0/E0/I2 [2.25.0.0.0.2]\n"
+              "      IMAGE 4 IMAGES/P0/S0/E0/I3 [2.25.0.0.0.3]\n"
+              "      IMAGE 5 IMAGES/P0/S0/E0/I4 [2.25.0.0.0.4]\n"
+              "      IMAGE 6 IMAGES/P0/S0/E0/I5 [2.25.0.0.0.5]\n"
+              "      IMAGE 7 IMAGES/P0/S0/E0/I6 [2.25.0.0.0.6]\n"
+              "      IMAGE 8 IMAGES/P0/S0/E0/I7 [2.25.0.0.0.7]\n"
+              "    SERIES CT 2 [2.25.0.0.1]\n");
+    EXPECT_EQ(result.out.substr(result.out.rfind("      IMAGE 8")),
+              "      IMAGE 8 IMAGES/P34/S1/E2/I7 [2.25.34.1.2.7]\n"
+              "PATIENT Patient^35 [P35]\n"
+              "  STUDY 20240102 S0 \"STUDY 0\" [2.25.35.0]\n"
+              "    SERIES CT 1 [2.25.35.0.0]\n"
+              "      IMAGE 1 IMAGES/P35/S0/E0/I0 [2.25.35.0.0.0]\n"
+              "      IMAGE 2 IMAGES/P35/S0/E0/I1 [2.25.35.0.0.1]\n");
 }
 
 TEST_F(TreeCommand, OtherFilesAreNotDirectories) {
