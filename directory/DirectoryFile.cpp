@@ -2,18 +2,74 @@
 // writing with every record offset computed.
 #include "refcntr/directory/DirectoryFile.h"
 
+#include <algorithm>
+
+#include <dcmtk/config/osconfig.h>
+#include <dcmtk/dcmdata/dcfilefo.h>
+#include <dcmtk/dcmdata/dcuid.h>
+
 #include "refcntr/directory/DirectoryEntities.h"
 #include "refcntr/directory/DirectoryModules.h"
 #include "refcntr/directory/DirectoryRecords.h"
+#include "refcntr/directory/FileMetaInformationModule.h"
+#include "refcntr/directory/RecordLayout.h"
+#include "refcntr/directory/RecordLinks.h"
+#include "refcntr/platform/DcmtkFile.h"
 #include "refcntr/platform/Exceptions.h"
 
 namespace refcntr {
 
 namespace {
 
-[[noreturn]] void notImplementedYet() { throw RuntimeException("DirectoryFile: not implemented yet"); }
-
+const char* const mediaStorageDirectoryStorage = "1.2.840.10008.1.3.10";
 const std::vector<DirectoryFile::Record*> noRecords;
+
+[[noreturn]] void failToWrite(const std::string& path, const std::string& reason) {
+    throw RuntimeException("cannot write '" + path + "': " + reason);
+}
+
+bool isMediaDirectory(const DICOMDataObject& data) {
+    RWCString sopClass;
+    return data.GetVR(0x0004, 0x1220) != nullptr ||
+           (data.GetString(0x0002, 0x0002, sopClass) && sopClass == mediaStorageDirectoryStorage);
+}
+
+DirectoryInformationModule& informationModule(BasicDirectoryCompositeIOD& directory) {
+    return *directory.getDirectoryInformationEntity()->getDirectoryInformationModule();
+}
+
+std::vector<RecordPosition> positionsOf(const DirectoryRecordSequence& records, const std::vector<UINT32>& offsets) {
+    std::vector<RecordPosition> positions(records.length());
+    for (unsigned i = 0; i < positions.size(); ++i) {
+        const DirectoryRecordSequenceItem& record = *records.items()[i];
+        positions[i].offset = offsets[i];
+        positions[i].next = record.getNextDirectoryRecordOffsetElement();
+        positions[i].lowerLevel = record.getLowerLevelDirectoryOffsetElement();
+        positions[i].inUse = !record.isRecordInUseFlagElementPresent() || record.getRecordInUseFlagElement() != 0;
+    }
+    return positions;
+}
+
+// A record about to be written holds its offsets and its in-use flag, so it is never left out
+// as empty and laying out never changes its length.
+void complete(DirectoryRecordSequenceItem& record) {
+    if (!record.isNextDirectoryRecordOffsetElementPresent()) record.setNextDirectoryRecordOffsetElement(0);
+    if (!record.isRecordInUseFlagElementPresent()) record.setRecordInUseFlagElement(0xFFFF);
+    if (!record.isLowerLevelDirectoryOffsetElementPresent()) record.setLowerLevelDirectoryOffsetElement(0);
+}
+
+void complete(DirectoryInformationModule& module) {
+    if (!module.isRootDirectoryFirstRecordElementPresent()) module.setRootDirectoryFirstRecordElement(0);
+    if (!module.isRootDirectoryLastRecordElementPresent()) module.setRootDirectoryLastRecordElement(0);
+    if (!module.isFileSetConsistencyFlagElementPresent()) module.setFileSetConsistencyFlagElement(0);
+    module.setDirectoryRecordSequenceElementPresent(1);
+}
+
+void setLinks(DirectoryRecordSequenceItem& record, const RecordOffsets& links) {
+    if (record.getNextDirectoryRecordOffsetElement() != links.next) record.setNextDirectoryRecordOffsetElement(links.next);
+    if (record.getLowerLevelDirectoryOffsetElement() != links.lowerLevel)
+        record.setLowerLevelDirectoryOffsetElement(links.lowerLevel);
+}
 
 }  // namespace
 
@@ -25,11 +81,49 @@ std::unique_ptr<DirectoryFile> DirectoryFile::read(const std::string& path) {
     return read(path, notes);
 }
 
-std::unique_ptr<DirectoryFile> DirectoryFile::read(const std::string&, std::vector<std::string>&) {
-    notImplementedYet();
+std::unique_ptr<DirectoryFile> DirectoryFile::read(const std::string& path, std::vector<std::string>& notes) {
+    std::vector<UINT32> offsets;
+    const std::unique_ptr<DICOMDataObject> data = readDicomFile(path, notes, offsets);
+    if (!isMediaDirectory(*data))
+        throw RuntimeException("cannot read '" + path + "': not a media directory (no directory record sequence)");
+    std::unique_ptr<DirectoryFile> file(new DirectoryFile());
+    file->itsDirectory.reset(BasicDirectoryCompositeIOD::create(*data));
+    DirectoryInformationModule& module = informationModule(*file->itsDirectory);
+    const DirectoryRecordSequence& records = module.getDirectoryRecordSequenceElement();
+    if (offsets.size() != records.length())
+        throw RuntimeException("cannot read '" + path + "': the directory records could not be located");
+    std::vector<std::string> linkNotes;
+    file->adopt(resolveRecordLinks(positionsOf(records, offsets), module.getRootDirectoryFirstRecordElement(), linkNotes));
+    for (const std::string& note : linkNotes) notes.push_back(note);
+    return file;
 }
 
-std::unique_ptr<DirectoryFile> DirectoryFile::create(const RWCString&) { notImplementedYet(); }
+std::unique_ptr<DirectoryFile> DirectoryFile::create(const RWCString& fileSetID) {
+    std::unique_ptr<DirectoryFile> file(new DirectoryFile());
+    file->itsDirectory.reset(BasicDirectoryCompositeIOD::create(DICOMDataObject()));
+    char instanceUID[100];
+    FileMetaInformationModule& meta = *file->itsDirectory->getFileInformationEntity()->getFileMetaInformationModule();
+    meta.setMediaStorageSOPClassUIDElement(mediaStorageDirectoryStorage);
+    meta.setMediaStorageSOPInstanceUIDElement(dcmGenerateUniqueIdentifier(instanceUID, SITE_INSTANCE_UID_ROOT));
+    DirectoryInformationEntity& entity = *file->itsDirectory->getDirectoryInformationEntity();
+    entity.getFileSetIdentificationModule()->setFileSetIDElement(fileSetID);
+    complete(*entity.getDirectoryInformationModule());
+    return file;
+}
+
+void DirectoryFile::adopt(const RecordHierarchy& hierarchy) {
+    const auto& records = informationModule(*itsDirectory).getDirectoryRecordSequenceElement().items();
+    itsLinks.reserve(records.size());
+    for (unsigned i = 0; i < records.size(); ++i) {
+        Links& links = itsLinks[records[i]];
+        const unsigned parent = hierarchy.parents[i];
+        links.parent = parent == RecordHierarchy::noParent ? nullptr : records[parent];
+        links.children.reserve(hierarchy.children[i].size());
+        for (unsigned child : hierarchy.children[i]) links.children.push_back(records[child]);
+    }
+    itsRoots.reserve(hierarchy.roots.size());
+    for (unsigned root : hierarchy.roots) itsRoots.push_back(records[root]);
+}
 
 BasicDirectoryCompositeIOD& DirectoryFile::directory() { return *itsDirectory; }
 const BasicDirectoryCompositeIOD& DirectoryFile::directory() const { return *itsDirectory; }
@@ -46,13 +140,103 @@ DirectoryFile::Record* DirectoryFile::parent(const Record& record) const {
     return found == itsLinks.end() ? nullptr : found->second.parent;
 }
 
-void DirectoryFile::addRecord(Record* record, Record*) {
-    delete record;
-    notImplementedYet();
+void DirectoryFile::addRecord(Record* record, Record* parent) {
+    if (parent != nullptr && itsLinks.count(parent) == 0) {
+        delete record;
+        throw RuntimeException("DirectoryFile::addRecord: the parent is not a record of this directory");
+    }
+    informationModule(*itsDirectory).getDirectoryRecordSequenceElement().addItem(record);
+    itsLinks[record].parent = parent;
+    (parent == nullptr ? itsRoots : itsLinks[parent].children).push_back(record);
 }
 
-void DirectoryFile::removeRecord(Record*) { notImplementedYet(); }
+void DirectoryFile::removeRecord(Record* record) {
+    auto found = itsLinks.find(record);
+    if (found == itsLinks.end())
+        throw RuntimeException("DirectoryFile::removeRecord: the record is not a record of this directory");
+    std::vector<Record*>& level = found->second.parent == nullptr ? itsRoots : itsLinks[found->second.parent].children;
+    level.erase(std::find(level.begin(), level.end(), record));
+    std::vector<Record*> below{record};
+    for (std::size_t i = 0; i < below.size(); ++i) {
+        const std::vector<Record*>& children = itsLinks[below[i]].children;
+        below.insert(below.end(), children.begin(), children.end());
+    }
+    DirectoryRecordSequence& records = informationModule(*itsDirectory).getDirectoryRecordSequenceElement();
+    for (Record* removed : below) {
+        itsLinks.erase(removed);
+        records.removeItem(removed);
+    }
+}
 
-void DirectoryFile::write(const std::string&, TransferSyntax) { notImplementedYet(); }
+// Records added to the sequence directly join the root level.
+void DirectoryFile::adoptUnknownRecords() {
+    for (Record* record : informationModule(*itsDirectory).getDirectoryRecordSequenceElement().items())
+        if (itsLinks.emplace(record, Links()).second) itsRoots.push_back(record);
+}
+
+std::vector<DirectoryFile::Record*> DirectoryFile::layoutOrder() const {
+    std::vector<Record*> order;
+    order.reserve(itsLinks.size());
+    std::vector<std::pair<const std::vector<Record*>*, std::size_t>> levels{{&itsRoots, 0}};
+    while (!levels.empty()) {
+        auto& [level, next] = levels.back();
+        if (next == level->size()) {
+            levels.pop_back();
+            continue;
+        }
+        Record* record = (*level)[next++];
+        order.push_back(record);
+        levels.push_back({&itsLinks.at(record).children, 0});
+    }
+    return order;
+}
+
+void DirectoryFile::write(const std::string& path, TransferSyntax transferSyntax) {
+    adoptUnknownRecords();
+    DirectoryInformationModule& module = informationModule(*itsDirectory);
+    complete(module);
+    const auto& records = module.getDirectoryRecordSequenceElement().items();
+    for (Record* record : records) complete(*record);
+
+    std::unordered_map<const Record*, unsigned> sequenceIndex;
+    sequenceIndex.reserve(records.size());
+    for (unsigned i = 0; i < records.size(); ++i) sequenceIndex.emplace(records[i], i);
+    const std::vector<Record*> order = layoutOrder();
+    std::vector<unsigned> itemOrder;
+    itemOrder.reserve(order.size());
+    for (const Record* record : order) itemOrder.push_back(sequenceIndex.at(record));
+
+    DcmFileFormat file;
+    std::vector<RecordOffsets> links(order.size());
+    try {
+        DICOMDataObject data;
+        itsDirectory->save(data);
+        toDcmFileFormat(data, file, transferSyntax);
+        const std::vector<UINT32> offsets = arrangeRecordItems(file, itemOrder);
+        std::unordered_map<const Record*, UINT32> offsetOf;
+        offsetOf.reserve(order.size());
+        for (unsigned k = 0; k < order.size(); ++k) offsetOf.emplace(order[k], offsets[k]);
+        auto linkLevel = [&](const std::vector<Record*>& level) {
+            for (std::size_t i = 0; i + 1 < level.size(); ++i) links[sequenceIndex.at(level[i])].next = offsetOf.at(level[i + 1]);
+        };
+        // links[] is indexed by sequence position while linking, then put in layout order.
+        linkLevel(itsRoots);
+        for (const auto& [record, recordLinks] : itsLinks) {
+            linkLevel(recordLinks.children);
+            if (!recordLinks.children.empty()) links[sequenceIndex.at(record)].lowerLevel = offsetOf.at(recordLinks.children.front());
+        }
+        std::vector<RecordOffsets> laidOut(order.size());
+        for (unsigned k = 0; k < order.size(); ++k) laidOut[k] = links[itemOrder[k]];
+        const UINT32 rootFirst = itsRoots.empty() ? 0 : offsetOf.at(itsRoots.front());
+        const UINT32 rootLast = itsRoots.empty() ? 0 : offsetOf.at(itsRoots.back());
+        fillRecordOffsets(file, laidOut, rootFirst, rootLast);
+        if (module.getRootDirectoryFirstRecordElement() != rootFirst) module.setRootDirectoryFirstRecordElement(rootFirst);
+        if (module.getRootDirectoryLastRecordElement() != rootLast) module.setRootDirectoryLastRecordElement(rootLast);
+    } catch (const RuntimeException& error) {
+        failToWrite(path, error.GetMessage());
+    }
+    for (unsigned i = 0; i < records.size(); ++i) setLinks(*records[i], links[i]);
+    saveDcmFileFormat(path, file, transferSyntax);
+}
 
 }  // namespace refcntr

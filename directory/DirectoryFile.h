@@ -14,6 +14,7 @@ namespace refcntr {
 
 class BasicDirectoryCompositeIOD;
 class DirectoryRecordSequenceItem;
+struct RecordHierarchy;
 
 /// A media directory file: the typed tree plus the record hierarchy that its offsets describe.
 ///
@@ -89,6 +90,11 @@ private:
     };
 
     DirectoryFile();
+    // Takes the hierarchy found on reading, by index into the record sequence.
+    void adopt(const RecordHierarchy& hierarchy);
+    void adoptUnknownRecords();
+    // Every record, parent before children, each level in link order.
+    std::vector<Record*> layoutOrder() const;
 
     std::unique_ptr<BasicDirectoryCompositeIOD> itsDirectory;
     std::vector<Record*> itsRoots;

@@ -15,11 +15,13 @@
 #include <dcmtk/config/osconfig.h>
 #include <dcmtk/dcmdata/dcdatset.h>
 #include <dcmtk/dcmdata/dcdeftag.h>
+#include <dcmtk/dcmdata/dcdirrec.h>
 #include <dcmtk/dcmdata/dcfilefo.h>
 #include <dcmtk/dcmdata/dcmetinf.h>
 #include <dcmtk/dcmdata/dcxfer.h>
 
 #include "refcntr/platform/DcmtkBridge.h"
+#include "refcntr/platform/DcmtkFile.h"
 #include "refcntr/platform/Exceptions.h"
 #include "refcntr/platform/MAttributeTag.h"
 #include "refcntr/platform/ReadNotes.h"
@@ -112,6 +114,32 @@ std::string createTemporaryFile(const std::string& path) {
     failToWrite(path, "cannot create a temporary file");
 }
 
+// Flushes the file (or directory) at `target` to disk.
+void flushToDisk(const std::string& target, const std::string& path) {
+    const int descriptor = ::open(target.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) failToWrite(path, std::string("cannot flush: ") + std::strerror(errno));
+    const int flushed = ::fsync(descriptor);
+    const int error = errno;
+    ::close(descriptor);
+    if (flushed != 0) failToWrite(path, std::string("cannot flush: ") + std::strerror(error));
+}
+
+std::string directoryOf(const std::string& path) {
+    const std::string::size_type slash = path.rfind('/');
+    if (slash == std::string::npos) return ".";
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+// Where DCMTK found each item of the directory record sequence, in sequence order.
+void collectRecordOffsets(DcmDataset& dataset, std::vector<UINT32>& offsets) {
+    DcmSequenceOfItems* records = nullptr;
+    if (dataset.findAndGetSequence(DCM_DirectoryRecordSequence, records).bad() || records == nullptr) return;
+    for (DcmObject* item = records->nextInContainer(nullptr); item != nullptr; item = records->nextInContainer(item)) {
+        const auto* record = dynamic_cast<const DcmDirectoryRecord*>(item);
+        offsets.push_back(record != nullptr ? record->getFileOffset() : 0);
+    }
+}
+
 // Group 0002 goes into the meta header, everything else into the data set.
 void splitIntoFile(const DICOMDataObject& dataSet, DcmMetaInfo& meta, DcmDataset& dataset) {
     for (const auto& element : dataSet) {
@@ -123,7 +151,8 @@ void splitIntoFile(const DICOMDataObject& dataSet, DcmMetaInfo& meta, DcmDataset
     }
 }
 
-std::unique_ptr<DICOMDataObject> readFile(const std::string& path, std::vector<std::string>* notes) {
+std::unique_ptr<DICOMDataObject> readFile(const std::string& path, std::vector<std::string>* notes,
+                                          std::vector<UINT32>* recordOffsets) {
     registerPrivateEntriesWithDcmtk();
 
     struct stat status;
@@ -164,6 +193,7 @@ std::unique_ptr<DICOMDataObject> readFile(const std::string& path, std::vector<s
     if (transferSyntax.isEncapsulated() && dataset.tagExists(DCM_PixelData))
         failToRead(path, std::string("encapsulated pixel data (") + transferSyntax.getXferName() + ") is not supported");
 
+    if (recordOffsets) collectRecordOffsets(dataset, *recordOffsets);
     if (notes) {
         noteReadFaults(meta, *notes);
         noteReadFaults(dataset, *notes);
@@ -182,37 +212,48 @@ std::unique_ptr<DICOMDataObject> readFile(const std::string& path, std::vector<s
 
 }  // namespace
 
-std::unique_ptr<DICOMDataObject> readDicomFile(const std::string& path) { return readFile(path, nullptr); }
+std::unique_ptr<DICOMDataObject> readDicomFile(const std::string& path) { return readFile(path, nullptr, nullptr); }
 
 std::unique_ptr<DICOMDataObject> readDicomFile(const std::string& path, std::vector<std::string>& notes) {
-    return readFile(path, &notes);
+    return readFile(path, &notes, nullptr);
+}
+
+std::unique_ptr<DICOMDataObject> readDicomFile(const std::string& path, std::vector<std::string>& notes,
+                                               std::vector<UINT32>& recordOffsets) {
+    return readFile(path, &notes, &recordOffsets);
+}
+
+void toDcmFileFormat(const DICOMDataObject& dataSet, DcmFileFormat& file, TransferSyntax transferSyntax) {
+    DcmMetaInfo& meta = *file.getMetaInfo();
+    splitIntoFile(dataSet, meta, *file.getDataset());
+    const DcmXfer target(dcmtkTransferSyntax(transferSyntax));
+    const OFCondition status = meta.putAndInsertString(DCM_TransferSyntaxUID, target.getXferID());
+    if (status.bad()) throw RuntimeException(std::string("transfer syntax UID: ") + status.text());
+}
+
+void saveDcmFileFormat(const std::string& path, DcmFileFormat& file, TransferSyntax transferSyntax) {
+    const std::string temporary = createTemporaryFile(path);
+    try {
+        const OFCondition status = file.saveFile(temporary.c_str(), dcmtkTransferSyntax(transferSyntax),
+                                                 EET_ExplicitLength, EGL_recalcGL, EPD_noChange, 0, 0, EWM_fileformat);
+        if (status.bad()) failToWrite(path, status.text());
+        flushToDisk(temporary, path);
+        if (std::rename(temporary.c_str(), path.c_str()) != 0) failToWrite(path, std::strerror(errno));
+    } catch (...) {
+        std::remove(temporary.c_str());
+        throw;
+    }
+    flushToDisk(directoryOf(path), path);
 }
 
 void writeDicomFile(const std::string& path, const DICOMDataObject& dataSet, TransferSyntax transferSyntax) {
     DcmFileFormat file;
-    DcmMetaInfo& meta = *file.getMetaInfo();
-    DcmDataset& dataset = *file.getDataset();
-    const E_TransferSyntax target = dcmtkTransferSyntax(transferSyntax);
     try {
-        splitIntoFile(dataSet, meta, dataset);
+        toDcmFileFormat(dataSet, file, transferSyntax);
     } catch (const RuntimeException& error) {
         failToWrite(path, error.GetMessage());
     }
-    OFCondition status = meta.putAndInsertString(DCM_TransferSyntaxUID, DcmXfer(target).getXferID());
-    if (status.bad()) failToWrite(path, status.text());
-
-    const std::string temporary = createTemporaryFile(path);
-    status = file.saveFile(temporary.c_str(), target, EET_ExplicitLength, EGL_recalcGL, EPD_noChange, 0, 0,
-                           EWM_fileformat);
-    if (status.bad()) {
-        std::remove(temporary.c_str());
-        failToWrite(path, status.text());
-    }
-    if (std::rename(temporary.c_str(), path.c_str()) != 0) {
-        const int error = errno;
-        std::remove(temporary.c_str());
-        failToWrite(path, std::strerror(error));
-    }
+    saveDcmFileFormat(path, file, transferSyntax);
 }
 
 }  // namespace refcntr

@@ -21,13 +21,19 @@ std::unique_ptr<DICOMDataObject> readDicomFile(const std::string& path);
 // The same, and in `notes` one line for each fault DCMTK read past (a value of odd length, a VR
 // other than the dictionary's), naming the element and what was done with it.
 std::unique_ptr<DICOMDataObject> readDicomFile(const std::string& path, std::vector<std::string>& notes);
+// The same, and in `recordOffsets` the position of each item of the directory record sequence
+// (0004,1220), in sequence order: the byte offset from the start of the file (preamble and meta
+// header included) of its item tag, as found while parsing. Empty when there is no such sequence.
+std::unique_ptr<DICOMDataObject> readDicomFile(const std::string& path, std::vector<std::string>& notes,
+                                               std::vector<UINT32>& recordOffsets);
 
 // Writes the data set as a DICOM file with a meta header built from its group 0002 elements.
 // The transfer syntax UID is the one asked for; meta elements the data set lacks (media storage
 // SOP class and instance, implementation) are filled in from the data set by DCMTK, so a data
 // set saved from containers built from nothing needs only its SOP common module's UIDs.
-// The file is written to a temporary file beside `path` and renamed into place, so a failure
-// never leaves a partial file. Throws RuntimeException naming the file and the reason.
+// The file is written to a temporary file beside `path`, flushed to disk, renamed into place and
+// the directory flushed, so a failure (or a crash) never leaves a partial file. Throws
+// RuntimeException naming the file and the reason.
 void writeDicomFile(const std::string& path, const DICOMDataObject& dataSet, TransferSyntax transferSyntax);
 
 // DCMTK's item (values in native order) as a little-endian data set.
