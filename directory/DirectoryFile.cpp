@@ -38,7 +38,8 @@ DirectoryInformationModule& informationModule(BasicDirectoryCompositeIOD& direct
     return *directory.getDirectoryInformationEntity()->getDirectoryInformationModule();
 }
 
-std::vector<RecordPosition> positionsOf(const DirectoryRecordSequence& records, const std::vector<UINT32>& offsets) {
+std::vector<RecordPosition> positionsOf(const DirectoryRecordSequence& records,
+                                        const std::vector<UINT32>& offsets) {
     std::vector<RecordPosition> positions(records.length());
     for (unsigned i = 0; i < positions.size(); ++i) {
         const DirectoryRecordSequenceItem& record = *records.items()[i];
@@ -65,8 +66,10 @@ void complete(DirectoryInformationModule& module) {
     module.setDirectoryRecordSequenceElementPresent(1);
 }
 
+// Only changed values are set: an unchanged directory reports no change.
 void setLinks(DirectoryRecordSequenceItem& record, const RecordOffsets& links) {
-    if (record.getNextDirectoryRecordOffsetElement() != links.next) record.setNextDirectoryRecordOffsetElement(links.next);
+    if (record.getNextDirectoryRecordOffsetElement() != links.next)
+        record.setNextDirectoryRecordOffsetElement(links.next);
     if (record.getLowerLevelDirectoryOffsetElement() != links.lowerLevel)
         record.setLowerLevelDirectoryOffsetElement(links.lowerLevel);
 }
@@ -93,7 +96,8 @@ std::unique_ptr<DirectoryFile> DirectoryFile::read(const std::string& path, std:
     if (offsets.size() != records.length())
         throw RuntimeException("cannot read '" + path + "': the directory records could not be located");
     std::vector<std::string> linkNotes;
-    file->adopt(resolveRecordLinks(positionsOf(records, offsets), module.getRootDirectoryFirstRecordElement(), linkNotes));
+    const UINT32 root = module.getRootDirectoryFirstRecordElement();
+    file->adopt(resolveRecordLinks(positionsOf(records, offsets), root, linkNotes));
     for (const std::string& note : linkNotes) notes.push_back(note);
     return file;
 }
@@ -168,12 +172,6 @@ void DirectoryFile::removeRecord(Record* record) {
     }
 }
 
-// Records added to the sequence directly join the root level.
-void DirectoryFile::adoptUnknownRecords() {
-    for (Record* record : informationModule(*itsDirectory).getDirectoryRecordSequenceElement().items())
-        if (itsLinks.emplace(record, Links()).second) itsRoots.push_back(record);
-}
-
 std::vector<DirectoryFile::Record*> DirectoryFile::layoutOrder() const {
     std::vector<Record*> order;
     order.reserve(itsLinks.size());
@@ -192,51 +190,67 @@ std::vector<DirectoryFile::Record*> DirectoryFile::layoutOrder() const {
 }
 
 void DirectoryFile::write(const std::string& path, TransferSyntax transferSyntax) {
-    adoptUnknownRecords();
-    DirectoryInformationModule& module = informationModule(*itsDirectory);
-    complete(module);
-    const auto& records = module.getDirectoryRecordSequenceElement().items();
-    for (Record* record : records) complete(*record);
-
-    std::unordered_map<const Record*, unsigned> sequenceIndex;
-    sequenceIndex.reserve(records.size());
-    for (unsigned i = 0; i < records.size(); ++i) sequenceIndex.emplace(records[i], i);
-    const std::vector<Record*> order = layoutOrder();
-    std::vector<unsigned> itemOrder;
-    itemOrder.reserve(order.size());
-    for (const Record* record : order) itemOrder.push_back(sequenceIndex.at(record));
-
+    prepareForWriting();
     DcmFileFormat file;
-    std::vector<RecordOffsets> links(order.size());
     try {
         DICOMDataObject data;
         itsDirectory->save(data);
         toDcmFileFormat(data, file, transferSyntax);
-        const std::vector<UINT32> offsets = arrangeRecordItems(file, itemOrder);
-        std::unordered_map<const Record*, UINT32> offsetOf;
-        offsetOf.reserve(order.size());
-        for (unsigned k = 0; k < order.size(); ++k) offsetOf.emplace(order[k], offsets[k]);
-        auto linkLevel = [&](const std::vector<Record*>& level) {
-            for (std::size_t i = 0; i + 1 < level.size(); ++i) links[sequenceIndex.at(level[i])].next = offsetOf.at(level[i + 1]);
-        };
-        // links[] is indexed by sequence position while linking, then put in layout order.
-        linkLevel(itsRoots);
-        for (const auto& [record, recordLinks] : itsLinks) {
-            linkLevel(recordLinks.children);
-            if (!recordLinks.children.empty()) links[sequenceIndex.at(record)].lowerLevel = offsetOf.at(recordLinks.children.front());
-        }
-        std::vector<RecordOffsets> laidOut(order.size());
-        for (unsigned k = 0; k < order.size(); ++k) laidOut[k] = links[itemOrder[k]];
-        const UINT32 rootFirst = itsRoots.empty() ? 0 : offsetOf.at(itsRoots.front());
-        const UINT32 rootLast = itsRoots.empty() ? 0 : offsetOf.at(itsRoots.back());
-        fillRecordOffsets(file, laidOut, rootFirst, rootLast);
-        if (module.getRootDirectoryFirstRecordElement() != rootFirst) module.setRootDirectoryFirstRecordElement(rootFirst);
-        if (module.getRootDirectoryLastRecordElement() != rootLast) module.setRootDirectoryLastRecordElement(rootLast);
+        linkInLayout(file);
     } catch (const RuntimeException& error) {
         failToWrite(path, error.GetMessage());
     }
-    for (unsigned i = 0; i < records.size(); ++i) setLinks(*records[i], links[i]);
     saveDcmFileFormat(path, file, transferSyntax);
+}
+
+// Records added to the sequence directly join the root level; every record and the module
+// get the elements that laying out fills in, so that saving writes every record.
+void DirectoryFile::prepareForWriting() {
+    DirectoryInformationModule& module = informationModule(*itsDirectory);
+    complete(module);
+    for (Record* record : module.getDirectoryRecordSequenceElement().items()) {
+        complete(*record);
+        if (itsLinks.emplace(record, Links()).second) itsRoots.push_back(record);
+    }
+}
+
+// Puts the records of DCMTK's file (saved in sequence order) in layout order and sets the
+// offsets, in the file and in the containers.
+void DirectoryFile::linkInLayout(DcmFileFormat& file) {
+    DirectoryInformationModule& module = informationModule(*itsDirectory);
+    const auto& records = module.getDirectoryRecordSequenceElement().items();
+    const std::vector<Record*> order = layoutOrder();
+    std::unordered_map<const Record*, unsigned> sequenceIndex, layoutIndex;
+    sequenceIndex.reserve(records.size());
+    layoutIndex.reserve(order.size());
+    for (unsigned i = 0; i < records.size(); ++i) sequenceIndex.emplace(records[i], i);
+    std::vector<unsigned> itemOrder;
+    itemOrder.reserve(order.size());
+    for (unsigned k = 0; k < order.size(); ++k) {
+        itemOrder.push_back(sequenceIndex.at(order[k]));
+        layoutIndex.emplace(order[k], k);
+    }
+    const std::vector<UINT32> offsets = arrangeRecordItems(file, itemOrder);
+    auto offsetOf = [&](const Record* record) { return offsets[layoutIndex.at(record)]; };
+
+    std::vector<RecordOffsets> links(order.size());
+    auto linkLevel = [&](const std::vector<Record*>& level) {
+        for (std::size_t i = 0; i + 1 < level.size(); ++i)
+            links[layoutIndex.at(level[i])].next = offsetOf(level[i + 1]);
+    };
+    linkLevel(itsRoots);
+    for (unsigned k = 0; k < order.size(); ++k) {
+        const std::vector<Record*>& children = itsLinks.at(order[k]).children;
+        linkLevel(children);
+        if (!children.empty()) links[k].lowerLevel = offsetOf(children.front());
+    }
+    const UINT32 rootFirst = itsRoots.empty() ? 0 : offsetOf(itsRoots.front());
+    const UINT32 rootLast = itsRoots.empty() ? 0 : offsetOf(itsRoots.back());
+    fillRecordOffsets(file, links, rootFirst, rootLast);
+
+    for (unsigned k = 0; k < order.size(); ++k) setLinks(*order[k], links[k]);
+    if (module.getRootDirectoryFirstRecordElement() != rootFirst) module.setRootDirectoryFirstRecordElement(rootFirst);
+    if (module.getRootDirectoryLastRecordElement() != rootLast) module.setRootDirectoryLastRecordElement(rootLast);
 }
 
 }  // namespace refcntr

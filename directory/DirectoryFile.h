@@ -10,6 +10,8 @@
 #include "refcntr/platform/DicomFile.h"
 #include "refcntr/platform/Types.h"
 
+class DcmFileFormat;
+
 namespace refcntr {
 
 class BasicDirectoryCompositeIOD;
@@ -92,7 +94,8 @@ private:
     DirectoryFile();
     // Takes the hierarchy found on reading, by index into the record sequence.
     void adopt(const RecordHierarchy& hierarchy);
-    void adoptUnknownRecords();
+    void prepareForWriting();
+    void linkInLayout(DcmFileFormat& file);
     // Every record, parent before children, each level in link order.
     std::vector<Record*> layoutOrder() const;
 
