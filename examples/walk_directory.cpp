@@ -5,47 +5,20 @@
 // The records of a directory are one flat sequence, in file order; the hierarchy lives in their
 // links. The directory holds the byte offset of the first record at the root, and each record
 // the offset of the next record at its level (0: the last) and of the first record one level
-// down (0: none). An offset counts bytes from the start of the file to the start of a record.
-//
-// refcntr stores these numbers, reads and writes them unchanged, and never follows them: a
-// record container does not know where in the file it was read from. DCMTK does. While it
-// parses, it notes where each record starts (DcmDirectoryRecord::getFileOffset). So this
-// program reads the file once with DCMTK, hands the data set to refcntr, and pairs record i of
-// refcntr's sequence with record i of DCMTK's to learn each record's own offset.
+// down (0: none). DirectoryFile follows these links as it reads and hands out the hierarchy:
+// the root records, and each record's children, in link order. A damaged link does not stop
+// the read; it is reported in the notes, and what it would lead to is left out.
 #include <exception>
 #include <iostream>
-#include <map>
 #include <memory>
-#include <set>
-#include <stdexcept>
 #include <string>
-
-#include <dcmtk/config/osconfig.h>
-#include <dcmtk/dcmdata/dctk.h>
+#include <vector>
 
 #include <refcntr/refcntr.h>
 
 namespace {
 
 using namespace refcntr;
-
-using RecordsByOffset = std::map<UINT32, const DirectoryRecordSequenceItem*>;
-
-// Every record by the offset at which DCMTK found it.
-RecordsByOffset recordsByOffset(DcmDataset& dataset, const DirectoryRecordSequence& records) {
-    DcmSequenceOfItems* found = nullptr;
-    if (dataset.findAndGetSequence(DCM_DirectoryRecordSequence, found).bad() || found == nullptr)
-        throw std::runtime_error("there is no directory record sequence");
-    if (found->card() != records.length()) throw std::runtime_error("DCMTK and refcntr count different records");
-    RecordsByOffset result;
-    for (unsigned i = 0; i < records.length(); ++i) {
-        // DCMTK makes the items of (0004,1220) directory records as it reads them.
-        const auto* record = dynamic_cast<DcmDirectoryRecord*>(found->getItem(i));
-        if (record == nullptr) throw std::runtime_error("item " + std::to_string(i) + " is not a directory record");
-        result[record->getFileOffset()] = records.at(i);
-    }
-    return result;
-}
 
 // "IMAGES\IM1" is stored as the values IMAGES and IM1.
 std::string filePath(const DirectoryRecordSequenceItem& record) {
@@ -69,18 +42,11 @@ std::string describe(const DirectoryRecordSequenceItem& record) {
     return type + (record.getReferencedFileIDElement().empty() ? "" : " in " + filePath(record));
 }
 
-// Prints the records of one level, following the next-record links, and below each record the
-// level its lower-level link starts. A link to an offset where no record starts, or to a record
-// seen before, ends the walk: the directory is damaged.
-void printLevel(const RecordsByOffset& records, UINT32 offset, int depth, std::set<UINT32>& seen) {
-    for (; offset != 0;) {
-        const auto found = records.find(offset);
-        if (found == records.end()) throw std::runtime_error("no record starts at offset " + std::to_string(offset));
-        if (!seen.insert(offset).second) throw std::runtime_error("the links loop at offset " + std::to_string(offset));
-        const DirectoryRecordSequenceItem& record = *found->second;
-        std::cout << std::string(2 * depth, ' ') << describe(record) << '\n';
-        printLevel(records, record.getLowerLevelDirectoryOffsetElement(), depth + 1, seen);
-        offset = record.getNextDirectoryRecordOffsetElement();
+// Prints the records of one level and, below each, its children.
+void printLevel(const DirectoryFile& directory, const std::vector<DirectoryFile::Record*>& records, int depth) {
+    for (const DirectoryFile::Record* record : records) {
+        std::cout << std::string(2 * depth, ' ') << describe(*record) << '\n';
+        printLevel(directory, directory.children(*record), depth + 1);
     }
 }
 
@@ -92,23 +58,13 @@ int main(int argc, char** argv) {
         return 2;
     }
     try {
-        DcmFileFormat file;
-        const OFCondition status = file.loadFile(argv[1]);
-        if (status.bad()) throw std::runtime_error(status.text());
-
-        // The same data set as refcntr's own (the file meta header aside, which is not needed here).
-        const std::unique_ptr<DICOMDataObject> data = fromDcmItem(*file.getDataset());
-        const std::unique_ptr<BasicDirectoryCompositeIOD> directory(BasicDirectoryCompositeIOD::create(*data));
-        const DirectoryInformationModule& module =
-            *directory->getDirectoryInformationEntity()->getDirectoryInformationModule();
-
-        const RecordsByOffset records =
-            recordsByOffset(*file.getDataset(), module.getDirectoryRecordSequenceElement());
-        std::set<UINT32> seen;
-        printLevel(records, module.getRootDirectoryFirstRecordElement(), 0, seen);
+        std::vector<std::string> notes;  // faults read past, damaged links among them
+        const std::unique_ptr<DirectoryFile> directory = DirectoryFile::read(argv[1], notes);
+        for (const std::string& note : notes) std::cerr << "walk_directory: " << argv[1] << ": " << note << '\n';
+        printLevel(*directory, directory->roots(), 0);
         return 0;
     } catch (const std::exception& error) {
-        std::cerr << "walk_directory: " << argv[1] << ": " << error.what() << '\n';
+        std::cerr << "walk_directory: " << error.what() << '\n';
         return 1;
     }
 }

@@ -1,9 +1,9 @@
 #include "DirectoryTree.h"
 
-#include <map>
-#include <stdexcept>
+#include <utility>
+#include <vector>
 
-#include "CommandLine.h"
+#include "refcntr/directory/DirectoryRecords.h"
 
 namespace refcntr {
 
@@ -26,13 +26,6 @@ std::string filePath(const DirectoryRecordSequenceItem& record) {
 }
 
 std::string number(int present, int value) { return present ? std::to_string(value) : std::string(); }
-
-// A link still to follow: where it leads, how deep, and from which record (for the message).
-struct Link {
-    UINT32 offset;
-    unsigned depth;
-    std::string from;
-};
 
 }  // namespace
 
@@ -61,41 +54,20 @@ std::string describeRecord(const DirectoryRecordSequenceItem& record) {
     return line;
 }
 
-DirectoryTree directoryTree(const DirectoryInformationModule& module, const std::vector<UINT32>& recordOffsets) {
-    const DirectoryRecordSequence& records = module.getDirectoryRecordSequenceElement();
-    if (recordOffsets.size() != records.length())
-        throw std::invalid_argument(std::to_string(recordOffsets.size()) + " offsets for " +
-                                    std::to_string(records.length()) + " records");
-    std::map<UINT32, unsigned> recordAt;
-    for (unsigned i = 0; i < records.length(); ++i) recordAt.emplace(recordOffsets[i], i);
-
-    DirectoryTree tree{std::string(), 0};
-    std::vector<bool> reached(records.length());
-    // Depth first without recursion, as a damaged file may chain its records deep: the lower
-    // level of a record is taken from the stack before its next record.
-    std::vector<Link> pending{{module.getRootDirectoryFirstRecordElement(), 0, "the root"}};
+void printDirectoryTree(const DirectoryFile& directory, std::ostream& out) {
+    // Depth first without recursion, as a directory may nest its records deep: a record's
+    // children are taken from the stack before its next sibling.
+    std::vector<std::pair<const DirectoryFile::Record*, unsigned>> pending;
+    const auto pushAll = [&pending](const std::vector<DirectoryFile::Record*>& records, unsigned depth) {
+        for (auto record = records.rbegin(); record != records.rend(); ++record) pending.emplace_back(*record, depth);
+    };
+    pushAll(directory.roots(), 0);
     while (!pending.empty()) {
-        const Link link = pending.back();
+        const auto [record, depth] = pending.back();
         pending.pop_back();
-        if (link.offset == 0) continue;
-        const auto found = recordAt.find(link.offset);
-        if (found == recordAt.end())
-            throw cli::Failure(link.from + " links to offset " + std::to_string(link.offset) +
-                               ", where no record starts");
-        if (reached[found->second])
-            throw cli::Failure(link.from + " links back to the record at offset " + std::to_string(link.offset) +
-                               ": the links loop");
-        reached[found->second] = true;
-        ++tree.reached;
-
-        const DirectoryRecordSequenceItem& record = *records.at(found->second);
-        tree.text += std::string(2 * link.depth, ' ') + describeRecord(record) + '\n';
-        const std::string self = "the " + std::string(record.getDirectoryRecordTypeElement()) + " record at offset " +
-                                 std::to_string(link.offset);
-        pending.push_back({record.getNextDirectoryRecordOffsetElement(), link.depth, self});
-        pending.push_back({record.getLowerLevelDirectoryOffsetElement(), link.depth + 1, self});
+        out << std::string(2 * depth, ' ') << describeRecord(*record) << '\n';
+        pushAll(directory.children(*record), depth + 1);
     }
-    return tree;
 }
 
 }  // namespace refcntr

@@ -1,29 +1,16 @@
-// The patient, study, series and image hierarchy of a media directory, found by following the
-// offsets that link its records.
+// The patient, study, series and image hierarchy of a media directory, as lines of text.
 #pragma once
 
+#include <ostream>
 #include <string>
-#include <vector>
 
-#include "refcntr/directory/DirectoryModules.h"
+#include "refcntr/directory/DirectoryFile.h"
 
 namespace refcntr {
 
-struct DirectoryTree {
-    std::string text;    // one line per record, two spaces deeper per level
-    unsigned reached;    // the records the links lead to
-};
-
-// Follows the links of the module's records from the root record offset (0004,1200): the
-// next-record offset (0004,1400) to the following record of a level, the lower-level offset
-// (0004,1420) to the first record one level down, 0 ending either. `recordOffsets[i]` is the
-// byte offset in the file at which record i starts; the containers do not know it, the caller
-// finds it (with DCMTK's DcmDirectoryRecord::getFileOffset). Lower levels are listed under
-// their record, before the record's next one.
-//
-// Throws cli::Failure when a link leads to an offset where no record starts, or back to a
-// record already reached; std::invalid_argument when there is not one offset per record.
-DirectoryTree directoryTree(const DirectoryInformationModule& module, const std::vector<UINT32>& recordOffsets);
+// Prints the directory's records in link order, one line per record and two spaces deeper per
+// level, each record's lower level under it before its next record.
+void printDirectoryTree(const DirectoryFile& directory, std::ostream& out);
 
 // One record as a line of the tree: its type and the keys that tell it apart, for example
 // PATIENT Doe^Jane [P1]

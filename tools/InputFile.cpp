@@ -1,7 +1,6 @@
 #include "InputFile.h"
 
 #include <iostream>
-#include <vector>
 
 #include "refcntr/platform/DicomFile.h"
 
@@ -10,8 +9,12 @@ namespace refcntr::cli {
 std::unique_ptr<DICOMDataObject> readInputFile(const std::string& path) {
     std::vector<std::string> notes;
     auto data = readDicomFile(path, notes);
-    for (const std::string& note : notes) std::cerr << "refcntr: warning: '" << path << "': " << note << '\n';
+    warnOfReadNotes(path, notes);
     return data;
+}
+
+void warnOfReadNotes(const std::string& path, const std::vector<std::string>& notes) {
+    for (const std::string& note : notes) std::cerr << "refcntr: warning: '" << path << "': " << note << '\n';
 }
 
 }  // namespace refcntr::cli

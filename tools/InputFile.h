@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "refcntr/platform/DICOMDataObject.h"
 
@@ -12,5 +13,8 @@ namespace refcntr::cli {
 // "refcntr: warning: 'in.dcm': (0070,0042) ImageRotation: VR CS where the dictionary has US;
 // kept as read".
 std::unique_ptr<DICOMDataObject> readInputFile(const std::string& path);
+
+// One such warning for each note of a read.
+void warnOfReadNotes(const std::string& path, const std::vector<std::string>& notes);
 
 }  // namespace refcntr::cli

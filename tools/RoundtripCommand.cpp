@@ -1,7 +1,9 @@
 // refcntr roundtrip: read a file into its containers, save them into the data set that was
 // read and write it out, listing every element of the input that the written file lacks.
 #include <iostream>
+#include <memory>
 #include <optional>
+#include <vector>
 
 #include "CommandLine.h"
 #include "Commands.h"
@@ -9,6 +11,7 @@
 #include "InputFile.h"
 #include "PendingFile.h"
 #include "StoredObject.h"
+#include "refcntr/directory/DirectoryFile.h"
 #include "refcntr/platform/DicomFile.h"
 
 namespace refcntr::cli {
@@ -24,6 +27,14 @@ TransferSyntax namedTransferSyntax(const std::string& name) {
     if (name == "explicit-be") return TransferSyntax::ExplicitBig;
     if (name == "implicit-le") return TransferSyntax::ImplicitLittle;
     throw UsageError("unknown transfer syntax '" + name + "' (explicit-le, explicit-be or implicit-le)");
+}
+
+const char* transferSyntaxOption(TransferSyntax syntax) {
+    switch (syntax) {
+    case TransferSyntax::ExplicitBig: return "explicit-be";
+    case TransferSyntax::ImplicitLittle: return "implicit-le";
+    default: return "explicit-le";
+    }
 }
 
 // The input's own: from its meta header, else from its byte order. Other syntaxes (deflated,
@@ -42,6 +53,18 @@ std::string counted(std::size_t count, const char* noun) {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
+// Saves the containers over a copy of what was read, so that elements no container holds stay.
+void writeSaved(const DICOMDataObject& input, StoredObjectKind kind, const std::string& inPath,
+                const std::string& path, TransferSyntax syntax) {
+    DICOMDataObject result(input);
+    try {
+        createContainer(kind, input)->save(result);
+    } catch (const std::exception& error) {
+        throw Failure("cannot roundtrip '" + inPath + "' as a " + kindName(kind) + ": " + error.what());
+    }
+    writeDicomFile(path, result, syntax);
+}
+
 int roundtrip(const std::vector<std::string>& arguments) {
     const CommandArguments command(arguments, 2, {"--strict"}, {"--transfer-syntax"});
     const std::string& inPath = command.operand(0);
@@ -50,23 +73,30 @@ int roundtrip(const std::vector<std::string>& arguments) {
     // Checked before the input is read; used only when given.
     const TransferSyntax chosenSyntax = syntaxName ? namedTransferSyntax(*syntaxName) : TransferSyntax::ExplicitLittle;
 
-    const auto input = readInputFile(inPath);
-    const StoredObjectKind kind = containerKindFor(*input, "roundtrip", inPath);
-
-    // Saved over a copy of what was read, so that elements no container holds stay.
-    DICOMDataObject result(*input);
-    try {
-        createContainer(kind, *input)->save(result);
-    } catch (const std::exception& error) {
-        throw Failure("cannot roundtrip '" + inPath + "' as a " + kindName(kind) + ": " + error.what());
+    std::vector<std::string> notes;
+    const auto input = readDicomFile(inPath, notes);
+    // A directory is written through DirectoryFile, which lays its records out anew and sets
+    // every offset that links them for the encoding written. Its read notes are the file's
+    // faults and its damaged links.
+    std::unique_ptr<DirectoryFile> directory;
+    if (storedObjectKind(*input) == StoredObjectKind::MediaDirectory) {
+        notes.clear();
+        directory = DirectoryFile::read(inPath, notes);
     }
+    warnOfReadNotes(inPath, notes);
+    const StoredObjectKind kind = containerKindFor(*input, "roundtrip", inPath);
 
     // Written beside OUT and read back, so that the check covers the file as written; OUT
     // is replaced only when the file passes.
     PendingFile pending(outPath);
     const TransferSyntax syntax = syntaxName ? chosenSyntax : inputTransferSyntax(*input);
     try {
-        writeDicomFile(pending.path(), result, syntax);
+        if (directory)
+            directory->write(pending.path(), syntax);
+        else
+            writeSaved(*input, kind, inPath, pending.path(), syntax);
+    } catch (const Failure&) {
+        throw;
     } catch (const std::exception& error) {
         throw Failure("cannot write '" + outPath + "': " + error.what());
     }
@@ -77,6 +107,7 @@ int roundtrip(const std::vector<std::string>& arguments) {
         throw Failure("cannot read back '" + outPath + "': " + error.what());
     }
 
+    if (directory) std::cout << "record offsets recomputed for " << transferSyntaxOption(syntax) << '\n';
     const std::vector<std::string> missing = missingElements(*input, *written);
     for (const std::string& path : missing) std::cout << path << " missing\n";
     std::cout << counted(missing.size(), "attribute") << " missing\n";
@@ -103,11 +134,12 @@ const Command roundtripCommand = {
     "Reads IN, a media directory or a softcopy presentation state, into its containers, saves\n"
     "them back into the data set that was read (elements that no container holds are kept) and\n"
     "writes it to OUT, replacing OUT in one step; the transfer syntax is the input's unless\n"
-    "given. Containers rebuild sequences from their items, so elements inside sequences that no\n"
-    "item holds are lost: every element of IN that OUT lacks is listed with its path through\n"
-    "sequences and items, e.g. (0070,0001)[0]/(0070,0009)[1]/(0070,0295) missing, followed by\n"
-    "the count. With --strict, OUT is left as it was and the exit code is 1 when anything would\n"
-    "be lost.\n",
+    "given. A directory's records are laid out anew and every offset that links them is\n"
+    "recomputed for the syntax written, as the report says. Containers rebuild sequences\n"
+    "from their items, so elements inside sequences that no item holds are lost: every\n"
+    "element of IN that OUT lacks is listed with its path through sequences and items, e.g.\n"
+    "(0070,0001)[0]/(0070,0009)[1]/(0070,0295) missing, followed by the count. With\n"
+    "--strict, OUT is left as it was and the exit code is 1 when anything would be lost.\n",
     roundtrip};
 
 }  // namespace refcntr::cli

@@ -3,70 +3,30 @@
 #include <iostream>
 #include <memory>
 
-#include <dcmtk/config/osconfig.h>
-#include <dcmtk/dcmdata/dctk.h>
-
 #include "CommandLine.h"
 #include "Commands.h"
 #include "DirectoryTree.h"
 #include "InputFile.h"
-#include "StoredObject.h"
-#include "refcntr/directory/DirectoryEntities.h"
+#include "refcntr/directory/DirectoryFile.h"
 
 namespace refcntr::cli {
 
 namespace {
 
-// Where each record starts in the file. The containers store the links between records but
-// not where a record was read from; DCMTK notes it for every item of (0004,1220) it parses.
-std::vector<UINT32> recordOffsets(const std::string& path) {
-    DcmFileFormat file;
-    const OFCondition status = file.loadFile(path.c_str());
-    if (status.bad()) throw Failure("cannot read '" + path + "': " + status.text());
-    std::vector<UINT32> offsets;
-    DcmSequenceOfItems* records = nullptr;
-    if (file.getDataset()->findAndGetSequence(DCM_DirectoryRecordSequence, records).bad() || records == nullptr)
-        return offsets;
-    for (unsigned long i = 0; i < records->card(); ++i) {
-        const auto* record = dynamic_cast<const DcmDirectoryRecord*>(records->getItem(i));
-        if (record == nullptr) throw Failure("'" + path + "': item " + std::to_string(i) + " is not a directory record");
-        offsets.push_back(record->getFileOffset());
-    }
-    return offsets;
-}
-
 int tree(const std::vector<std::string>& arguments) {
     const CommandArguments command(arguments, 1, {}, {});
     const std::string& path = command.operand(0);
-    const auto data = readInputFile(path);
-    const StoredObjectKind kind = storedObjectKind(*data);
-    if (kind != StoredObjectKind::MediaDirectory) {
-        throw Failure("'" + path + "' is not a media directory (" +
-                      (isPresentationState(kind) ? "it is a " + std::string(kindName(kind)) : describeSOPClass(*data)) +
-                      ")");
-    }
-    const std::unique_ptr<BasicDirectoryCompositeIOD> directory(BasicDirectoryCompositeIOD::create(*data));
-    const DirectoryInformationModule& module = *directory->getDirectoryInformationEntity()->getDirectoryInformationModule();
-    const unsigned recordCount = module.getDirectoryRecordSequenceElement().length();
-    const std::vector<UINT32> offsets = recordOffsets(path);
-    if (offsets.size() != recordCount)
-        throw Failure("'" + path + "': DCMTK finds " + std::to_string(offsets.size()) + " directory records, refcntr " +
-                      std::to_string(recordCount));
-
-    DirectoryTree found{std::string(), 0};
+    std::vector<std::string> notes;
+    std::unique_ptr<DirectoryFile> directory;
     try {
-        found = directoryTree(module, offsets);
-    } catch (const Failure& error) {
-        throw Failure("'" + path + "': " + error.what());
+        directory = DirectoryFile::read(path, notes);
+    } catch (const std::exception& error) {
+        throw Failure(error.what());
     }
-    std::cout << found.text;
+    warnOfReadNotes(path, notes);
+    printDirectoryTree(*directory, std::cout);
     std::cout.flush();
     if (!std::cout) throw Failure("cannot list '" + path + "': standard output failed");
-    if (found.reached < recordCount) {
-        const unsigned unreached = recordCount - found.reached;
-        std::cerr << "refcntr: warning: '" << path << "': " << unreached << (unreached == 1 ? " record is" : " records are")
-                  << " not linked from the root\n";
-    }
     return exitSuccess;
 }
 
@@ -85,8 +45,8 @@ const Command treeCommand = {
     "\n"
     "The hierarchy is found by following the offsets that link the records: from the root's\n"
     "first record, each record's next record at its level and first record one level down.\n"
-    "A link that leads where no record starts, or back to a record already listed, is an\n"
-    "error (exit code 1); records that no link reaches are counted in a warning.\n",
+    "A damaged link (one that leads where no record starts, or back to a record already\n"
+    "reached) is reported in a warning, and the records it would lead to are not listed.\n",
     tree};
 
 }  // namespace refcntr::cli

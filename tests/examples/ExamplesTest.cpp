@@ -145,7 +145,33 @@ TEST_F(Examples, WalkDirectoryFollowsTheRecordOffsetsOfADcmmkdirDirectory) {
 
     const Outcome state = Run("walk_directory", quoted(Sample()));
     EXPECT_EQ(state.exitCode, 1);
-    EXPECT_TRUE(contains(state.err, "no directory record sequence")) << state.err;
+    EXPECT_TRUE(contains(state.err, Sample())) << state.err;
+}
+
+TEST_F(Examples, EditDirectoryAddsASeriesRenamesAPatientAndRemovesAStudy) {
+    refcntr::testfiles::makeTwoPatientDirectory(scratch.Path());
+    const std::string out = scratch.File("EDITED");
+    const Outcome result = Run("edit_directory", quoted(scratch.File("DICOMDIR")) + " " + quoted(out));
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_EQ(result.out,
+              "Added series 99 with one image under study S1 of Doe^Jane\n"
+              "Renamed patient Doe^Jane to Doe^Janet\n"
+              "Removed study S7 of Roe^Richard\n"
+              "Wrote " + out + "\n");
+
+    EXPECT_EQ(refcntr::testfiles::dcmtkHierarchy(out),
+              "PATIENT Doe^Janet\n"
+              "  STUDY S1\n"
+              "    SERIES 1\n"
+              "      IMAGE IMAGES\\IM1\n"
+              "      IMAGE IMAGES\\IM2\n"
+              "    SERIES 99\n"
+              "      IMAGE IMAGES\\IM99\n"
+              "PATIENT Roe^Richard\n");
+
+    const Outcome missing = Run("edit_directory", quoted(scratch.File("missing")) + " " + quoted(out));
+    EXPECT_EQ(missing.exitCode, 1);
+    EXPECT_TRUE(contains(missing.err, scratch.File("missing"))) << missing.err;
 }
 
 TEST_F(Examples, ReadmeTourReadsListensSavesAndDumps) {

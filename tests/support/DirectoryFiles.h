@@ -85,4 +85,29 @@ inline void makeTwoPatientDirectory(const std::filesystem::path& directory) {
     makeDirectory(directory, {{"IM1", jane}, {"IM2", janeSecond}, {"IM3", richard}, {"IM4", richardOther}});
 }
 
+// The hierarchy of a directory as DCMTK's DcmDicomDir builds it from the record offsets: one
+// line per record, its type and one key (patient name, study ID, series number, else file
+// ID), two spaces deeper per level. "<unreadable>" when DCMTK cannot read the file.
+inline std::string dcmtkHierarchy(DcmDirectoryRecord& record, int depth = -1) {
+    std::string result;
+    if (depth >= 0) {
+        OFString type, key;
+        record.findAndGetOFString(DCM_DirectoryRecordType, type);
+        const DcmTagKey keyTag = type == "PATIENT" ? DCM_PatientName
+                                 : type == "STUDY" ? DCM_StudyID
+                                 : type == "SERIES" ? DCM_SeriesNumber
+                                                    : DCM_ReferencedFileID;
+        record.findAndGetOFStringArray(keyTag, key);
+        result += std::string(2 * depth, ' ') + type.c_str() + " " + key.c_str() + "\n";
+    }
+    for (unsigned long i = 0; i < record.cardSub(); ++i) result += dcmtkHierarchy(*record.getSub(i), depth + 1);
+    return result;
+}
+
+inline std::string dcmtkHierarchy(const std::string& path) {
+    DcmDicomDir directory(path.c_str());
+    if (directory.error().bad()) return "<unreadable>";
+    return dcmtkHierarchy(directory.getRootRecord());
+}
+
 }  // namespace refcntr::testfiles

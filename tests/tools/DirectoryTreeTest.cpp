@@ -1,102 +1,55 @@
-// Following the offsets that link directory records, on hand-built record sequences: the order
-// of levels, and the links that lead nowhere or back.
-#include <memory>
-#include <stdexcept>
+// The printing of a directory's hierarchy, on directories built record by record: the order
+// of levels, and the line of each kind of record.
+#include <sstream>
 #include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 
-#include "refcntr/tools/CommandLine.h"
+#include "refcntr/directory/DirectoryRecords.h"
 #include "refcntr/tools/DirectoryTree.h"
 
 namespace refcntr {
 namespace {
 
-// Records as a test lays them out: each at an offset, with its links.
-struct Record {
-    UINT32 offset;
-    const char* type;
-    const char* key;  // patient name, study ID, modality or file component, as fits the type
-    UINT32 next;
-    UINT32 lower;
-};
-
-struct Directory {
-    DirectoryInformationModule module;
-    std::vector<UINT32> offsets;
-};
-
-std::unique_ptr<Directory> directory(UINT32 root, const std::vector<Record>& records) {
-    auto result = std::make_unique<Directory>();
-    result->module.setRootDirectoryFirstRecordElement(root);
-    for (const Record& each : records) {
-        auto* record = new DirectoryRecordSequenceItem;
-        record->setDirectoryRecordTypeElement(each.type);
-        record->setNextDirectoryRecordOffsetElement(each.next);
-        record->setLowerLevelDirectoryOffsetElement(each.lower);
-        const std::string type = each.type;
-        if (type == "PATIENT") record->setPatientNameElement(each.key);
-        if (type == "STUDY") record->setStudyIDElement(each.key);
-        if (type == "SERIES") record->setModalityElement(each.key);
-        if (type == "IMAGE") record->setReferencedFileIDElement({"IMAGES", each.key});
-        result->module.getDirectoryRecordSequenceElement().addItem(record);
-        result->offsets.push_back(each.offset);
-    }
+DirectoryFile::Record* record(const char* type, const char* key) {
+    auto* result = new DirectoryFile::Record;
+    result->setDirectoryRecordTypeElement(type);
+    const std::string kind = type;
+    if (kind == "PATIENT") result->setPatientNameElement(key);
+    if (kind == "STUDY") result->setStudyIDElement(key);
+    if (kind == "SERIES") result->setModalityElement(key);
+    if (kind == "IMAGE") result->setReferencedFileIDElement({"IMAGES", key});
     return result;
 }
 
-// Stored out of order: the links, not the sequence, give the hierarchy.
+std::string printed(const DirectoryFile& directory) {
+    std::ostringstream out;
+    printDirectoryTree(directory, out);
+    return out.str();
+}
+
+// Added out of order: the hierarchy, not the order of adding, gives the lines.
 TEST(DirectoryTree, ListsEachLowerLevelUnderItsRecordBeforeTheNextRecord) {
-    const auto tree = directory(100, {{500, "IMAGE", "IM2", 0, 0},
-                                      {100, "PATIENT", "Doe^Jane", 600, 200},
-                                      {300, "SERIES", "CT", 0, 400},
-                                      {200, "STUDY", "S1", 0, 300},
-                                      {400, "IMAGE", "IM1", 500, 0},
-                                      {600, "PATIENT", "Roe^Richard", 0, 0},
-                                      {700, "IMAGE", "ORPHAN", 0, 0}});
-    const DirectoryTree result = directoryTree(tree->module, tree->offsets);
-    EXPECT_EQ(result.text,
+    const auto directory = DirectoryFile::create("TREE");
+    EXPECT_EQ(printed(*directory), "");
+    DirectoryFile::Record* jane = record("PATIENT", "Doe^Jane");
+    directory->addRecord(jane);
+    directory->addRecord(record("PATIENT", "Roe^Richard"));
+    DirectoryFile::Record* study = record("STUDY", "S1");
+    directory->addRecord(study, jane);
+    DirectoryFile::Record* series = record("SERIES", "CT");
+    directory->addRecord(series, study);
+    directory->addRecord(record("IMAGE", "IM1"), series);
+    directory->addRecord(record("IMAGE", "IM2"), series);
+    directory->addRecord(record("STUDY", "S2"), jane);
+    EXPECT_EQ(printed(*directory),
               "PATIENT Doe^Jane\n"
               "  STUDY S1\n"
               "    SERIES CT\n"
               "      IMAGE IMAGES/IM1\n"
               "      IMAGE IMAGES/IM2\n"
+              "  STUDY S2\n"
               "PATIENT Roe^Richard\n");
-    EXPECT_EQ(result.reached, 6u);
-}
-
-TEST(DirectoryTree, ALinkWhereNoRecordStartsOrBackToAReachedRecordFails) {
-    const struct {
-        UINT32 root;
-        std::vector<Record> records;
-        std::string message;
-    } cases[] = {
-        {150, {{100, "PATIENT", "A", 0, 0}}, "the root links to offset 150, where no record starts"},
-        {100,
-         {{100, "PATIENT", "A", 0, 200}, {200, "STUDY", "S1", 250, 0}},
-         "the STUDY record at offset 200 links to offset 250, where no record starts"},
-        {100,
-         {{100, "PATIENT", "A", 0, 200}, {200, "STUDY", "S1", 0, 100}},
-         "the STUDY record at offset 200 links back to the record at offset 100: the links loop"},
-        {100, {{100, "PATIENT", "A", 100, 0}}, "the PATIENT record at offset 100 links back to the record at offset 100"},
-    };
-    for (const auto& each : cases) {
-        const auto tree = directory(each.root, each.records);
-        try {
-            directoryTree(tree->module, tree->offsets);
-            ADD_FAILURE() << each.message;
-        } catch (const cli::Failure& error) {
-            EXPECT_NE(std::string(error.what()).find(each.message), std::string::npos) << error.what();
-        }
-    }
-}
-
-TEST(DirectoryTree, AnEmptyDirectoryListsNothingAndOffsetsMustMatchTheRecords) {
-    const auto empty = directory(0, {});
-    EXPECT_EQ(directoryTree(empty->module, {}).text, "");
-    const auto one = directory(100, {{100, "PATIENT", "A", 0, 0}});
-    EXPECT_THROW(directoryTree(one->module, {}), std::invalid_argument);
 }
 
 TEST(DirectoryTree, RecordLinesShowTheKeysThatArePresent) {
