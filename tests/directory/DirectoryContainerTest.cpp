@@ -194,7 +194,7 @@ TEST(IconImage, DescriptorsCountValuesAndPaletteDataCountsBytes) {
     IconImageSequenceItem icon;
     icon.setRedPaletteColorLookupTableDescriptorElement(new UINT16[3]{256, 0, 16}, 3);
     icon.setRedPaletteColorLookupTableDescriptorElementActualDataTypeCode("US");
-    icon.setRedPaletteColorLookupTableDataElement(new UINT16[256](), 512);
+    icon.setRedPaletteColorLookupTableDataElement(new UINT16[512](), 512);
     DICOMDataObject data;
     icon.save(data);
     EXPECT_EQ(data.GetVR(0x0028, 0x1101)->GetLength(), 6u);

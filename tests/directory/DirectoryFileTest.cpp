@@ -267,7 +267,7 @@ TEST_F(DirectoryFile, WordPixelDataAndPaletteSurviveABigEndianFile) {
     std::memcpy(pixels, words, 8);
     icon->setPixelDataElement(pixels, 8);
     icon->setPixelDataElementActualDataTypeCode("OW");
-    icon->setRedPaletteColorLookupTableDataElement(new UINT16[4]{0x0102, 0x0304, 0xA0B0, 0x00FF}, 8);
+    icon->setRedPaletteColorLookupTableDataElement(new UINT16[8]{0x0102, 0x0304, 0xA0B0, 0x00FF}, 8);
     auto* record = new DirectoryRecordSequenceItem;
     record->setDirectoryRecordTypeElement("IMAGE");
     record->getIconImageSequenceElement().addItem(icon);
