@@ -1,5 +1,5 @@
-// What a viewer pays for refcntr on each presentation state it opens, against DCMTK on the same
-// file. Each measurement runs in a fresh process (this program with --run), so that one-time
+// What a viewer pays for refcntr on each presentation state (and media directory) it opens,
+// against DCMTK on the same file. Each measurement runs in a fresh process (this program with --run), so that one-time
 // costs of a process count as they do for a viewer's first file; library loading and DCMTK's
 // dictionary are paid before the clock starts, on both sides. The two sides alternate, and
 // each figure is the median of the rounds.
@@ -7,8 +7,9 @@
 //   road_benchmark [--rounds N] [--files DIR]     prints the table (5 rounds, files in /tmp)
 //
 // Columns: our create + save against DCMTK's presentation-state class reading and writing the
-// same parsed data set; our whole road (read file, create, save, write file) against DCMTK's
-// bare load and save; the peak resident memory of those two roads above what the process held
+// same parsed data set (which has no counterpart for a directory); our whole road (read file,
+// create, save, write file; for a directory DirectoryFile's read and relinking write) against
+// DCMTK's bare load and save; the peak resident memory of those two roads above what the process held
 // when the clock started.
 #include <sys/wait.h>
 #include <unistd.h>
@@ -18,6 +19,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -28,23 +30,30 @@
 #include <dcmtk/dcmpstat/dcmpstat.h>
 #include <dcmtk/oflog/oflog.h>
 
+#include "GeneratedDirectory.h"
 #include "PresentationStateFiles.h"
+#include "refcntr/directory/DirectoryEntities.h"
+#include "refcntr/directory/DirectoryFile.h"
 #include "refcntr/platform/DicomFile.h"
 #include "refcntr/presentation/PresentationStateIODs.h"
 
 namespace refcntr::bench {
 namespace {
 
+// The files measured: presentation states of each kind, and a media directory (kind -1).
 struct StateFile {
     const char* label;
-    StateKind kind;
-    long annotations;
+    int kind;
+    long size;  // annotations, or records
 };
 
+constexpr int mediaDirectory = -1;
+
 const StateFile stateFiles[] = {
-    {"GSPS 10", StateKind::Grayscale, 10},       {"GSPS 100", StateKind::Grayscale, 100},
-    {"GSPS 1,000", StateKind::Grayscale, 1000},  {"GSPS 10,000", StateKind::Grayscale, 10000},
-    {"CSPS 1,000", StateKind::Color, 1000},      {"PSPS 1,000", StateKind::PseudoColor, 1000},
+    {"GSPS 10", int(StateKind::Grayscale), 10},       {"GSPS 100", int(StateKind::Grayscale), 100},
+    {"GSPS 1,000", int(StateKind::Grayscale), 1000},  {"GSPS 10,000", int(StateKind::Grayscale), 10000},
+    {"CSPS 1,000", int(StateKind::Color), 1000},      {"PSPS 1,000", int(StateKind::PseudoColor), 1000},
+    {"DICOMDIR 10,000 records", mediaDirectory, 10000},
 };
 
 using Clock = std::chrono::steady_clock;
@@ -63,8 +72,9 @@ long statusKiB(const char* field) {
     return value;
 }
 
-std::unique_ptr<CompositeIOD> createIOD(const DICOMDataObject& data, StateKind kind) {
-    switch (kind) {
+std::unique_ptr<CompositeIOD> createIOD(const DICOMDataObject& data, int kind) {
+    if (kind == mediaDirectory) return std::unique_ptr<CompositeIOD>(BasicDirectoryCompositeIOD::create(data));
+    switch (StateKind(kind)) {
     case StateKind::Color: return std::unique_ptr<CompositeIOD>(ColorSoftcopyPresentationStateCompositeIOD::create(data));
     case StateKind::PseudoColor:
         return std::unique_ptr<CompositeIOD>(PseudoColorSoftcopyPresentationStateCompositeIOD::create(data));
@@ -82,7 +92,7 @@ std::unique_ptr<DcmFileFormat> loadWithDcmtk(const std::string& path) {
 
 // One road in this process: prints the microseconds it took and the peak resident KiB above
 // what the process held when the clock started. A road that cannot be taken prints -1.
-int runRoad(const std::string& road, const std::string& path, StateKind kind) {
+int runRoad(const std::string& road, const std::string& path, int kind) {
     OFLog::configure(OFLogger::FATAL_LOG_LEVEL);
     if (!dcmDataDict.isDictionaryLoaded()) throw std::runtime_error("DCMTK's dictionary is not loaded");
     const std::string output = path + "." + road + ".out.dcm";
@@ -98,12 +108,14 @@ int runRoad(const std::string& road, const std::string& path, StateKind kind) {
         iod->save(saved);
     } else if (road == "dcmpstat") {
         DcmPresentationState state;
-        if (state.read(*dcmtkParsed->getDataset()).bad()) {
+        if (kind == mediaDirectory || state.read(*dcmtkParsed->getDataset()).bad()) {
             std::printf("-1 0\n");
             return 0;
         }
         DcmDataset written;
         state.write(written, OFFalse);
+    } else if (road == "file" && kind == mediaDirectory) {
+        DirectoryFile::read(path)->write(output, TransferSyntax::ExplicitLittle);
     } else if (road == "file") {
         std::unique_ptr<DICOMDataObject> data = readDicomFile(path);
         std::unique_ptr<CompositeIOD> iod = createIOD(*data, kind);
@@ -126,14 +138,14 @@ struct Measurement {
 };
 
 // Runs this program with --run in a fresh process.
-Measurement measure(const std::string& self, const std::string& road, const std::string& path, StateKind kind) {
+Measurement measure(const std::string& self, const std::string& road, const std::string& path, int kind) {
     int pipeEnds[2];
     if (pipe(pipeEnds) != 0) throw std::runtime_error("cannot make a pipe");
     const pid_t child = fork();
     if (child == 0) {
         dup2(pipeEnds[1], STDOUT_FILENO);
         close(pipeEnds[0]);
-        const std::string kindNumber = std::to_string(int(kind));
+        const std::string kindNumber = std::to_string(kind);
         execl(self.c_str(), self.c_str(), "--run", road.c_str(), path.c_str(), kindNumber.c_str(), (char*)nullptr);
         _exit(127);
     }
@@ -182,9 +194,14 @@ int runTable(const std::string& self, int rounds, const std::string& directory) 
     std::printf("| state | create + save vs dcmpstat read + write (goal <= 0.1) | read, create, save, write vs DCMTK "
                 "load + save (goal <= 1.3) | peak RSS vs DCMTK load + save (goal <= 1.5) |\n|---|---|---|---|\n");
     for (const StateFile& state : stateFiles) {
-        const std::string path = directory + "/refcntr-road-" + std::to_string(int(state.kind)) + "-" +
-                                 std::to_string(state.annotations) + ".dcm";
-        writePresentationState(path, state.kind, state.annotations);
+        const char* const kindNames[] = {"directory", "gsps", "csps", "psps"};
+        const std::string path = directory + "/refcntr-road-" + kindNames[state.kind + 1] + "-" +
+                                 std::to_string(state.size) + ".dcm";
+        if (state.kind == mediaDirectory) {
+            if (!std::ifstream(path).good()) testfiles::writeGeneratedDirectory(path, unsigned(state.size));
+        } else {
+            writePresentationState(path, StateKind(state.kind), state.size);
+        }
         Comparison containers, road, memory;
         for (int round = 0; round < rounds; ++round) {
             const bool oursFirst = round % 2 == 0;
@@ -217,7 +234,7 @@ int main(int argc, char** argv) {
     using namespace refcntr::bench;
     try {
         if (argc == 5 && std::string(argv[1]) == "--run")
-            return runRoad(argv[2], argv[3], StateKind(std::atoi(argv[4])));
+            return runRoad(argv[2], argv[3], std::atoi(argv[4]));
         int rounds = 5;
         std::string directory = "/tmp";
         for (int i = 1; i + 1 < argc; i += 2) {
