@@ -59,28 +59,30 @@ void ImageItemIndex::unfile(const SequenceItem* item) {
     itsFilings.erase(filing);
 }
 
-bool ImageItemIndex::refile(const SequenceItem* item, const ReferencedImageSequence& images) {
+void ImageItemIndex::refile(const SequenceItem* item, const ReferencedImageSequence& images) {
     const auto filing = itsFilings.find(item);
-    if (filing == itsFilings.end()) return false;
+    if (filing == itsFilings.end()) return;
     std::vector<ImgFrmKey> keys = keysOf(images, [](unsigned) {});
-    if (keys == filing->second.keys) return false;
+    if (keys == filing->second.keys) return;
+    grow(entries() + unsigned(keys.size()));
     removeFrom(filing->second.keys, item);
     auto* filed = const_cast<SequenceItem*>(item);  // the sequence that owns the item files it
     for (const ImgFrmKey& key : keys) insertInOrder(key, filed, filing->second.order);
     filing->second.keys = std::move(keys);
-    return true;
 }
 
 bool ImageItemIndex::mayChangeReferences(const RWCString& sequenceName, const RWCString& elementPath) {
     // An item relays what its own sequences report as "<Item>.<Sequence>Element", followed by
-    // the nested path when an item of theirs changed.
-    const RWCString::size_type dot = elementPath.find('.');
-    if (dot == RWCString::npos) return false;
-    const RWCString relayed = sequenceName + "Element";
-    if (elementPath.compare(dot + 1, RWCString::npos, relayed) == 0) return true;
+    // the nested path when an item of theirs changed. Compared in place: this runs on every
+    // edit of an item.
+    static const RWCString element = "Element";
     static const RWCString referenceChange = ".ReferencedImageSequenceElement.";
-    return elementPath.compare(dot + 1, relayed.size(), relayed) == 0 &&
-           elementPath.compare(dot + 1 + relayed.size(), referenceChange.size(), referenceChange) == 0;
+    const RWCString::size_type name = elementPath.find('.');
+    if (name == RWCString::npos || elementPath.compare(name + 1, sequenceName.size(), sequenceName) != 0) return false;
+    const RWCString::size_type suffix = name + 1 + sequenceName.size();
+    if (elementPath.compare(suffix, element.size(), element) != 0) return false;
+    const RWCString::size_type rest = suffix + element.size();
+    return rest == elementPath.size() || elementPath.compare(rest, referenceChange.size(), referenceChange) == 0;
 }
 
 void ImageItemIndex::removeFrom(const std::vector<ImgFrmKey>& keys, const SequenceItem* item) {

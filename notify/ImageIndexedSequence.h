@@ -43,8 +43,8 @@ public:
     // removed item).
     void unfile(const SequenceItem* item);
     // Files a filed item again under the keys that `images` yields now, in its place in sequence
-    // order, when they differ from the keys it is filed under. Returns whether they differed.
-    bool refile(const SequenceItem* item, const ReferencedImageSequence& images);
+    // order, when they differ from the keys it is filed under.
+    void refile(const SequenceItem* item, const ReferencedImageSequence& images);
     // Whether a change that an item of the sequence named `sequenceName` reported with
     // `elementPath` may have changed which images the item references: its referenced image
     // sequence changed, or one of its sequences gained or lost items.
@@ -187,11 +187,8 @@ template <class T>
 void ImageIndexedSequence<T>::sequenceItemUpdated(const RWCString& path, const SequenceBase* sequence,
                                                   const SequenceItem* item, const RWCString& elementPath,
                                                   const ReferencedImageSequence* images) {
-    if (item && ImageItemIndex::mayChangeReferences(path, elementPath)) {
-        const auto& references = static_cast<const T*>(item)->getReferencedImageSequenceElement();
-        itsIndex.grow(itsIndex.entries() + references.length());
-        itsIndex.refile(item, references);
-    }
+    if (item && ImageItemIndex::mayChangeReferences(path, elementPath))
+        itsIndex.refile(item, static_cast<const T*>(item)->getReferencedImageSequenceElement());
     Sequence<T>::sequenceItemUpdated(path, sequence, item, elementPath, images);
 }
 
