@@ -131,25 +131,25 @@ TEST(ComposedPaths, CodeItemInsidePatientStudyModuleClimbsToTheEntity) {
     EXPECT_EQ(onEntity.heard, Heard{"elementUpdated StudyInformationEntity." + modulePath});
 }
 
-TEST(ComposedPaths, AddingAProcedureCodeReportsTheModuleWithoutTheSequenceName) {
+// A general study module in its entity, with a listener on each for every image.
+struct StudyEntityListened : ::testing::Test {
+    StudyEntityListened() {
+        entity.setGeneralStudyModule(module);
+        module->addListener(onModule, "");
+        entity.addListener(onEntity, "");
+    }
     StudyInformationEntity entity;
-    auto* module = new GeneralStudyModule;
-    entity.setGeneralStudyModule(module);
+    GeneralStudyModule* module = new GeneralStudyModule;
     RecordingListener onModule, onEntity;
-    module->addListener(onModule, "");
-    entity.addListener(onEntity, "");
+};
+
+TEST_F(StudyEntityListened, AddingAProcedureCodeReportsTheModuleWithoutTheSequenceName) {
     module->getProcedureCodeSequenceElement().addItem(new ProcedureCodeSequenceItem);
     EXPECT_EQ(onModule.heard, Heard{"elementUpdated GeneralStudyModule.Element"});
     EXPECT_EQ(onEntity.heard, Heard{"elementUpdated StudyInformationEntity.GeneralStudyModule.Element"});
 }
 
-TEST(ComposedPaths, AllItemsAddedThroughTheBaseReachesTheModulesListenersAndParentUnchanged) {
-    StudyInformationEntity entity;
-    auto* module = new GeneralStudyModule;
-    entity.setGeneralStudyModule(module);
-    RecordingListener onModule, onEntity;
-    module->addListener(onModule, "");
-    entity.addListener(onEntity, "");
+TEST_F(StudyEntityListened, AllItemsAddedThroughTheBaseReachesTheModulesListenersAndParentUnchanged) {
     const SequenceBase& procedures = module->getProcedureCodeSequenceElement();
     const ReferencedImageSequence* noImages = nullptr;
     static_cast<PSChangeHandler&>(*module).sequenceAllItemsAdded("ProcedureCodeSequence", &procedures, noImages);
