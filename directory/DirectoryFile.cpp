@@ -83,20 +83,32 @@ void setLinks(DirectoryRecordSequenceItem& record, const RecordOffsets& links) {
 DirectoryFile::DirectoryFile() = default;
 DirectoryFile::~DirectoryFile() = default;
 
-std::unique_ptr<DirectoryFile> DirectoryFile::read(const std::string& path) { return readFile(path, nullptr); }
-
-std::unique_ptr<DirectoryFile> DirectoryFile::read(const std::string& path, std::vector<std::string>& notes) {
-    return readFile(path, &notes);
+// Without notes, the read faults are not looked for: that walks every element again.
+std::unique_ptr<DirectoryFile> DirectoryFile::read(const std::string& path) {
+    std::vector<UINT32> offsets;
+    const std::unique_ptr<DICOMDataObject> data = readDicomFile(path, nullptr, offsets);
+    return fromDataSet(path, *data, offsets, nullptr);
 }
 
-// Without notes, the read faults are not looked for: that walks every element again.
-std::unique_ptr<DirectoryFile> DirectoryFile::readFile(const std::string& path, std::vector<std::string>* notes) {
+std::unique_ptr<DirectoryFile> DirectoryFile::read(const std::string& path, std::vector<std::string>& notes) {
     std::vector<UINT32> offsets;
-    const std::unique_ptr<DICOMDataObject> data = readDicomFile(path, notes, offsets);
-    if (!isMediaDirectory(*data))
+    const std::unique_ptr<DICOMDataObject> data = readDicomFile(path, &notes, offsets);
+    return fromDataSet(path, *data, offsets, &notes);
+}
+
+std::unique_ptr<DirectoryFile> DirectoryFile::read(const std::string& path, const DICOMDataObject& data,
+                                                   const std::vector<UINT32>& recordOffsets,
+                                                   std::vector<std::string>& notes) {
+    return fromDataSet(path, data, recordOffsets, &notes);
+}
+
+std::unique_ptr<DirectoryFile> DirectoryFile::fromDataSet(const std::string& path, const DICOMDataObject& data,
+                                                          const std::vector<UINT32>& offsets,
+                                                          std::vector<std::string>* notes) {
+    if (!isMediaDirectory(data))
         throw RuntimeException("cannot read '" + path + "': not a media directory (no directory record sequence)");
     std::unique_ptr<DirectoryFile> file(new DirectoryFile());
-    file->itsDirectory.reset(BasicDirectoryCompositeIOD::create(*data));
+    file->itsDirectory.reset(BasicDirectoryCompositeIOD::create(data));
     DirectoryInformationModule& module = informationModule(*file->itsDirectory);
     const DirectoryRecordSequence& records = module.getDirectoryRecordSequenceElement();
     if (offsets.size() != records.length())

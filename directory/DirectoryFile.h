@@ -50,6 +50,11 @@ public:
     static std::unique_ptr<DirectoryFile> read(const std::string& path);
     /// The same; `notes` gets the read faults (as readDicomFile's) and one line per damaged link.
     static std::unique_ptr<DirectoryFile> read(const std::string& path, std::vector<std::string>& notes);
+    /// The same from a data set already read with readDicomFile(path, notes, recordOffsets), for
+    /// a reader that needs the data set as well; `path` names the file in messages.
+    static std::unique_ptr<DirectoryFile> read(const std::string& path, const DICOMDataObject& data,
+                                               const std::vector<UINT32>& recordOffsets,
+                                               std::vector<std::string>& notes);
     /// A new, empty directory (no records) with this file-set ID.
     static std::unique_ptr<DirectoryFile> create(const RWCString& fileSetID);
     ~DirectoryFile();
@@ -92,7 +97,9 @@ private:
     };
 
     DirectoryFile();
-    static std::unique_ptr<DirectoryFile> readFile(const std::string& path, std::vector<std::string>* notes);
+    static std::unique_ptr<DirectoryFile> fromDataSet(const std::string& path, const DICOMDataObject& data,
+                                                      const std::vector<UINT32>& recordOffsets,
+                                                      std::vector<std::string>* notes);
     // Takes the hierarchy found on reading, by index into the record sequence.
     void adopt(const RecordHierarchy& hierarchy);
     void prepareForWriting();

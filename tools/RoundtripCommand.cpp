@@ -74,15 +74,13 @@ int roundtrip(const std::vector<std::string>& arguments) {
     const TransferSyntax chosenSyntax = syntaxName ? namedTransferSyntax(*syntaxName) : TransferSyntax::ExplicitLittle;
 
     std::vector<std::string> notes;
-    const auto input = readDicomFile(inPath, notes);
+    std::vector<UINT32> recordOffsets;
+    const auto input = readDicomFile(inPath, &notes, recordOffsets);
     // A directory is written through DirectoryFile, which lays its records out anew and sets
-    // every offset that links them for the encoding written. Its read notes are the file's
-    // faults and its damaged links.
+    // every offset that links them for the encoding written; its notes add the damaged links.
     std::unique_ptr<DirectoryFile> directory;
-    if (storedObjectKind(*input) == StoredObjectKind::MediaDirectory) {
-        notes.clear();
-        directory = DirectoryFile::read(inPath, notes);
-    }
+    if (storedObjectKind(*input) == StoredObjectKind::MediaDirectory)
+        directory = DirectoryFile::read(inPath, *input, recordOffsets, notes);
     warnOfReadNotes(inPath, notes);
     const StoredObjectKind kind = containerKindFor(*input, "roundtrip", inPath);
 
