@@ -73,64 +73,45 @@ UINT16 dictionaryVRCode(DcmEVR vr) {
     }
 }
 
-// A range entry of DCMTK's dictionary, such as (6000-601E,3000) with even groups only.
-struct RepeatingEntry {
-    UINT16 lowGroup, highGroup, lowElement, highElement;
-    DcmDictRangeRestriction groupRestriction, elementRestriction;
-    UINT16 vrCode;
-
-    bool Contains(UINT16 group, UINT16 element) const {
-        if (groupRestriction == DcmDictRange_Even && (group & 1)) return false;
-        if (groupRestriction == DcmDictRange_Odd && !(group & 1)) return false;
-        if (elementRestriction == DcmDictRange_Even && (element & 1)) return false;
-        if (elementRestriction == DcmDictRange_Odd && !(element & 1)) return false;
-        return group >= lowGroup && group <= highGroup && element >= lowElement && element <= highElement;
+// The VR of a dictionary entry, looked up in DCMTK's dictionary the first time a thread asks
+// for a tag and remembered, so that later lookups take no lock and no copy of the dictionary
+// is made (copying its thousands of entries cost more than a small file's whole save).
+class DictionaryMemo {
+public:
+    UINT16 standard(UINT16 group, UINT16 element) {
+        const UINT32 key = (UINT32(group) << 16) | element;
+        auto found = itsStandard.find(key);
+        if (found != itsStandard.end()) return found->second;
+        return itsStandard.emplace(key, lookUp(DcmTagKey(group, element), nullptr)).first->second;
     }
-};
+    UINT16 privateEntry(const char* creator, UINT16 group, UINT8 offset) {
+        std::string key(creator);
+        key += '\0';
+        key += char(group >> 8);
+        key += char(group & 0xFF);
+        key += char(offset);
+        auto found = itsPrivate.find(key);
+        if (found != itsPrivate.end()) return found->second;
+        return itsPrivate.emplace(std::move(key), lookUp(DcmTagKey(group, offset), creator)).first->second;
+    }
 
-std::string privateKey(const char* creator, UINT16 group, UINT8 offset) {
-    std::string key(creator);
-    key += '\0';
-    key += char(group >> 8);
-    key += char(group & 0xFF);
-    key += char(offset);
-    return key;
-}
-
-// An immutable copy of DCMTK's VRs, built once; lookups afterwards take no lock.
-struct DictionaryCache {
-    std::unordered_map<UINT32, UINT16> standard;
-    std::vector<RepeatingEntry> repeating;
-    std::unordered_map<std::string, UINT16> privateEntries;  // DCMTK's private entries by creator, group, offset
-
-    DictionaryCache() {
+private:
+    static UINT16 lookUp(const DcmTagKey& tag, const char* creator) {
         registerPrivateEntriesWithDcmtk();
-        // The iterators of DCMTK's dictionary need the non-const dictionary: take the
-        // exclusive lock for this one copy.
-        DcmDataDictionary& dictionary = dcmDataDict.wrlock();
-        standard.reserve(std::size_t(dictionary.numberOfNormalTagEntries()) * 2);
-        for (auto entry = dictionary.normalBegin(); entry != dictionary.normalEnd(); ++entry) {
-            const DcmDictEntry* item = *entry;
-            UINT16 code = dictionaryVRCode(item->getEVR());
-            if (item->getPrivateCreator() != nullptr)
-                privateEntries.emplace(privateKey(item->getPrivateCreator(), item->getGroup(), UINT8(item->getElement())), code);
-            else
-                standard.emplace((UINT32(item->getGroup()) << 16) | item->getElement(), code);
-        }
-        for (auto entry = dictionary.repeatingBegin(); entry != dictionary.repeatingEnd(); ++entry) {
-            const DcmDictEntry* item = *entry;
-            if (item->getPrivateCreator() != nullptr) continue;
-            repeating.push_back({item->getGroup(), item->getUpperGroup(), item->getElement(), item->getUpperElement(),
-                                 item->getGroupRangeRestriction(), item->getElementRangeRestriction(),
-                                 dictionaryVRCode(item->getEVR())});
-        }
-        dcmDataDict.wrunlock();
+        const DcmDataDictionary& dictionary = dcmDataDict.rdlock();
+        const DcmDictEntry* entry = dictionary.findEntry(tag, creator);
+        const UINT16 code = entry != nullptr ? dictionaryVRCode(entry->getEVR()) : VRCode::Unknown;
+        dcmDataDict.rdunlock();
+        return code;
     }
+
+    std::unordered_map<UINT32, UINT16> itsStandard;
+    std::unordered_map<std::string, UINT16> itsPrivate;  // by creator, group and offset
 };
 
-const DictionaryCache& dictionaryCache() {
-    static const DictionaryCache cache;
-    return cache;
+DictionaryMemo& dictionaryMemo() {
+    thread_local DictionaryMemo memo;
+    return memo;
 }
 
 }  // namespace
@@ -152,12 +133,7 @@ void registerPrivateEntriesWithDcmtk() {
 }
 
 UINT16 InstanceSpecificDataDictionary::TypeVR(UINT16 group, UINT16 element) {
-    const DictionaryCache& cache = dictionaryCache();
-    auto found = cache.standard.find((UINT32(group) << 16) | element);
-    if (found != cache.standard.end()) return found->second;
-    for (const RepeatingEntry& entry : cache.repeating)
-        if (entry.Contains(group, element)) return entry.vrCode;
-    return VRCode::Unknown;
+    return dictionaryMemo().standard(group, element);
 }
 
 UINT16 InstanceSpecificDataDictionary::TypeVR(VR& element) {
@@ -169,9 +145,7 @@ UINT16 InstanceSpecificDataDictionary::TypeVR(VR& element) {
 UINT16 InstanceSpecificDataDictionary::TypeVR(const char* creator, UINT8 offset, UINT16 group) {
     if (creator == nullptr) return VRCode::Unknown;
     if (const PrivateDictionaryEntry* entry = PrivateDataDictionary::Find(creator, group, offset)) return entry->itsVRCode;
-    const DictionaryCache& cache = dictionaryCache();
-    auto found = cache.privateEntries.find(privateKey(creator, group, offset));
-    return found != cache.privateEntries.end() ? found->second : VRCode::Unknown;
+    return dictionaryMemo().privateEntry(creator, group, offset);
 }
 
 RWCString InstanceSpecificDataDictionary::Keyword(UINT16 group, UINT16 element) {
