@@ -117,8 +117,8 @@ int runRoad(const std::string& road, const std::string& path, int kind) {
     } else if (road == "file" && kind == mediaDirectory) {
         DirectoryFile::read(path)->write(output, TransferSyntax::ExplicitLittle);
     } else if (road == "file") {
-        std::unique_ptr<DICOMDataObject> data = readDicomFile(path);
-        std::unique_ptr<CompositeIOD> iod = createIOD(*data, kind);
+        // The data set read is released once the containers hold its values, as a viewer would.
+        std::unique_ptr<CompositeIOD> iod = createIOD(*readDicomFile(path), kind);
         DICOMDataObject saved;
         iod->save(saved);
         writeDicomFile(output, saved, TransferSyntax::ExplicitLittle);

@@ -218,7 +218,7 @@ void DirectoryFile::write(const std::string& path, TransferSyntax transferSyntax
     } catch (const RuntimeException& error) {
         failToWrite(path, error.GetMessage());
     }
-    saveDcmFileFormat(path, file, transferSyntax);
+    saveDcmFileFormat(path, file, transferSyntax, SequenceLengths::Explicit);
 }
 
 // Records added to the sequence directly join the root level; every record and the module

@@ -15,9 +15,15 @@ namespace refcntr {
 // naming the element that cannot be converted.
 void toDcmFileFormat(const DICOMDataObject& dataSet, DcmFileFormat& file, TransferSyntax transferSyntax);
 
-// Writes DCMTK's file as writeDicomFile does: with explicit lengths, the meta header completed
-// by DCMTK, through a temporary file beside `path` that is flushed to disk and renamed into
-// place, then the directory flushed. Throws RuntimeException naming the file and the reason.
-void saveDcmFileFormat(const std::string& path, DcmFileFormat& file, TransferSyntax transferSyntax);
+// How sequences and items are delimited in a written file: with an undefined length and a
+// delimiter (what DCMTK writes by default, and cheapest, since no length is computed), or with
+// explicit lengths (which a directory's record offsets are computed for).
+enum class SequenceLengths { Undefined, Explicit };
+
+// Writes DCMTK's file as writeDicomFile does: the meta header completed by DCMTK, through a
+// temporary file beside `path` that is flushed to disk and renamed into place, then the
+// directory flushed. Throws RuntimeException naming the file and the reason.
+void saveDcmFileFormat(const std::string& path, DcmFileFormat& file, TransferSyntax transferSyntax,
+                       SequenceLengths lengths);
 
 }  // namespace refcntr

@@ -231,11 +231,13 @@ void toDcmFileFormat(const DICOMDataObject& dataSet, DcmFileFormat& file, Transf
     if (status.bad()) throw RuntimeException(std::string("transfer syntax UID: ") + status.text());
 }
 
-void saveDcmFileFormat(const std::string& path, DcmFileFormat& file, TransferSyntax transferSyntax) {
+void saveDcmFileFormat(const std::string& path, DcmFileFormat& file, TransferSyntax transferSyntax,
+                       SequenceLengths lengths) {
     const std::string temporary = createTemporaryFile(path);
     try {
         const OFCondition status = file.saveFile(temporary.c_str(), dcmtkTransferSyntax(transferSyntax),
-                                                 EET_ExplicitLength, EGL_recalcGL, EPD_noChange, 0, 0, EWM_fileformat);
+                                                 lengths == SequenceLengths::Explicit ? EET_ExplicitLength : EET_UndefinedLength,
+                                                 EGL_recalcGL, EPD_noChange, 0, 0, EWM_fileformat);
         if (status.bad()) failToWrite(path, status.text());
         flushToDisk(temporary, path);
         if (std::rename(temporary.c_str(), path.c_str()) != 0) failToWrite(path, std::strerror(errno));
@@ -253,7 +255,9 @@ void writeDicomFile(const std::string& path, const DICOMDataObject& dataSet, Tra
     } catch (const RuntimeException& error) {
         failToWrite(path, error.GetMessage());
     }
-    saveDcmFileFormat(path, file, transferSyntax);
+    // A media directory's record offsets count the bytes of explicit-length items.
+    const bool mediaDirectory = dataSet.GetVR(0x0004, 0x1220) != nullptr;
+    saveDcmFileFormat(path, file, transferSyntax, mediaDirectory ? SequenceLengths::Explicit : SequenceLengths::Undefined);
 }
 
 }  // namespace refcntr
