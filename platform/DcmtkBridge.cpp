@@ -112,14 +112,6 @@ DcmEVR dcmtkVR(UINT16 vrCode) {
     }
 }
 
-UINT16 concreteVRCode(UINT16 vrCode) {
-    switch (vrCode) {
-    case VRCode::US_OR_SS: return VRCode::US;
-    case VRCode::OW_OR_OB: case VRCode::OW_OR_US_OR_SS: return VRCode::OW;
-    default: return MDDEntry::UShortToValueType(vrCode) == ValueType::Unknown ? VRCode::UN : vrCode;
-    }
-}
-
 [[noreturn]] void failOnElement(UINT16 group, UINT16 element, const std::string& reason) {
     throw RuntimeException("element " + MAttributeTag(group, element).ToString() + ": " + reason);
 }
@@ -230,6 +222,14 @@ OFCondition putValue(DcmElement& target, UINT16 vrCode, const unsigned char* byt
 }
 
 }  // namespace
+
+UINT16 concreteVRCode(UINT16 vrCode) {
+    switch (vrCode) {
+    case VRCode::US_OR_SS: return VRCode::US;
+    case VRCode::OW_OR_OB: case VRCode::OW_OR_US_OR_SS: return VRCode::OW;
+    default: return MDDEntry::UShortToValueType(vrCode) == ValueType::Unknown ? VRCode::UN : vrCode;
+    }
+}
 
 void appendFromDcmItem(DcmItem& item, DICOMObject& target) {
     const EndianType endian = target.GetEndian();

@@ -17,6 +17,10 @@ void registerPrivateEntriesWithDcmtk();
 // RuntimeException naming the element when a value cannot be taken over.
 void appendFromDcmItem(DcmItem& item, DICOMObject& target);
 
+// The VR an element of this VR code is written with: an ambiguous code becomes the VR its
+// bytes are held in (US, OW), and a code that names no VR becomes UN.
+UINT16 concreteVRCode(UINT16 vrCode);
+
 // A new DCMTK element (a sequence with its items included) holding the element's value in
 // native byte order; the caller owns it.
 DcmElement* newDcmElement(const VR& element);

@@ -20,6 +20,7 @@
 #include <dcmtk/dcmdata/dcmetinf.h>
 #include <dcmtk/dcmdata/dcxfer.h>
 
+#include "refcntr/platform/DataSetEncoder.h"
 #include "refcntr/platform/DcmtkBridge.h"
 #include "refcntr/platform/DcmtkFile.h"
 #include "refcntr/platform/Exceptions.h"
@@ -231,14 +232,15 @@ void toDcmFileFormat(const DICOMDataObject& dataSet, DcmFileFormat& file, Transf
     if (status.bad()) throw RuntimeException(std::string("transfer syntax UID: ") + status.text());
 }
 
-void saveDcmFileFormat(const std::string& path, DcmFileFormat& file, TransferSyntax transferSyntax,
-                       SequenceLengths lengths) {
+namespace {
+
+// Writes a file through `write`, which fills the temporary file whose name it is given; the
+// temporary file is flushed to disk and renamed into place, then the directory flushed.
+template <typename Write>
+void replaceAtomically(const std::string& path, Write write) {
     const std::string temporary = createTemporaryFile(path);
     try {
-        const OFCondition status = file.saveFile(temporary.c_str(), dcmtkTransferSyntax(transferSyntax),
-                                                 lengths == SequenceLengths::Explicit ? EET_ExplicitLength : EET_UndefinedLength,
-                                                 EGL_recalcGL, EPD_noChange, 0, 0, EWM_fileformat);
-        if (status.bad()) failToWrite(path, status.text());
+        write(temporary);
         flushToDisk(temporary, path);
         if (std::rename(temporary.c_str(), path.c_str()) != 0) failToWrite(path, std::strerror(errno));
     } catch (...) {
@@ -248,16 +250,51 @@ void saveDcmFileFormat(const std::string& path, DcmFileFormat& file, TransferSyn
     flushToDisk(directoryOf(path), path);
 }
 
+}  // namespace
+
+void saveDcmFileFormat(const std::string& path, DcmFileFormat& file, TransferSyntax transferSyntax,
+                       SequenceLengths lengths) {
+    replaceAtomically(path, [&](const std::string& temporary) {
+        const OFCondition status = file.saveFile(temporary.c_str(), dcmtkTransferSyntax(transferSyntax),
+                                                 lengths == SequenceLengths::Explicit ? EET_ExplicitLength : EET_UndefinedLength,
+                                                 EGL_recalcGL, EPD_noChange, 0, 0, EWM_fileformat);
+        if (status.bad()) failToWrite(path, status.text());
+    });
+}
+
 void writeDicomFile(const std::string& path, const DICOMDataObject& dataSet, TransferSyntax transferSyntax) {
-    DcmFileFormat file;
+    // A media directory's record offsets count the bytes of the explicit-length items DCMTK lays out.
+    if (dataSet.GetVR(0x0004, 0x1220) != nullptr) {
+        DcmFileFormat file;
+        try {
+            toDcmFileFormat(dataSet, file, transferSyntax);
+        } catch (const RuntimeException& error) {
+            failToWrite(path, error.GetMessage());
+        }
+        saveDcmFileFormat(path, file, transferSyntax, SequenceLengths::Explicit);
+        return;
+    }
+    // Anything else is encoded straight from the data set, after DCMTK's meta header.
+    std::string header;
     try {
-        toDcmFileFormat(dataSet, file, transferSyntax);
+        header = encodeFileHeader(dataSet, transferSyntax);
     } catch (const RuntimeException& error) {
         failToWrite(path, error.GetMessage());
     }
-    // A media directory's record offsets count the bytes of explicit-length items.
-    const bool mediaDirectory = dataSet.GetVR(0x0004, 0x1220) != nullptr;
-    saveDcmFileFormat(path, file, transferSyntax, mediaDirectory ? SequenceLengths::Explicit : SequenceLengths::Undefined);
+    replaceAtomically(path, [&](const std::string& temporary) {
+        const int descriptor = ::open(temporary.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);
+        if (descriptor < 0) failToWrite(path, std::strerror(errno));
+        try {
+            FileSink sink(descriptor, path);
+            sink.Put(header.data(), header.size());
+            encodeDataSet(dataSet, transferSyntax, sink);
+            sink.Flush();
+        } catch (...) {
+            ::close(descriptor);
+            throw;
+        }
+        if (::close(descriptor) != 0) failToWrite(path, std::strerror(errno));
+    });
 }
 
 }  // namespace refcntr

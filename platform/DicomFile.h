@@ -32,9 +32,9 @@ std::unique_ptr<DICOMDataObject> readDicomFile(const std::string& path, std::vec
 // The transfer syntax UID is the one asked for; meta elements the data set lacks (media storage
 // SOP class and instance, implementation) are filled in from the data set by DCMTK, so a data
 // set saved from containers built from nothing needs only its SOP common module's UIDs.
-// Sequences and items are written with undefined lengths, as DCMTK writes them by default,
-// except in a media directory (a data set with a directory record sequence), whose record
-// offsets count the bytes of explicit lengths.
+// The data set is encoded as DCMTK encodes it, with undefined-length sequences and items;
+// a media directory (a data set with a directory record sequence) is written by DCMTK with
+// explicit lengths, which its record offsets count.
 // The file is written to a temporary file beside `path`, flushed to disk, renamed into place and
 // the directory flushed, so a failure (or a crash) never leaves a partial file. Throws
 // RuntimeException naming the file and the reason.

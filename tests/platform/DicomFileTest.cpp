@@ -17,6 +17,7 @@
 #include "support/RunProgram.h"
 #include "refcntr/platform/DICOMDataObject.h"
 #include "refcntr/platform/DataDictionary.h"
+#include "refcntr/platform/DcmtkFile.h"
 #include "refcntr/platform/DicomFile.h"
 #include "refcntr/platform/Exceptions.h"
 #include "refcntr/platform/MDDEntry.h"
@@ -320,6 +321,67 @@ TEST_P(WrittenFiles, RoundTripThroughBothReaders) {
         ASSERT_TRUE(file.getDataset()->findAndGetUint16Array(DCM_PixelData, words).good());
         EXPECT_EQ(pixelWord(5), words[5]);
         expectSameElements(*original, *fromDcmItem(*file.getDataset()));
+    }
+}
+
+// Values DCMTK changes on writing: trailing blanks and NULs, odd lengths of every kind, a
+// number of 3 bytes, group lengths at the top and in an item, a text too long for a 16-bit
+// length, empty sequences and items, a VR code that names no VR, an ambiguous one, leading
+// blanks, and a tag list.
+std::unique_ptr<DICOMDataObject> awkwardDataSet(EndianType endian) {
+    auto dataSet = std::make_unique<DICOMDataObject>(endian);
+    auto put = [](DICOMObject& target, UINT16 group, UINT16 number, UINT16 vrCode, const std::string& bytes) {
+        auto* element = new VR(group, number, vrCode, target.GetEndian());
+        element->SetData(bytes.data(), UINT32(bytes.size()));
+        target.ReplaceVR(element);
+    };
+    const std::string sop = std::string("1.2.840.10008.5.1.4.1.1.11.1") + '\0';
+    put(*dataSet, 0x0008, 0x0000, VRCode::UL, std::string(4, '\0'));
+    put(*dataSet, 0x0008, 0x0016, VRCode::UI, sop);
+    put(*dataSet, 0x0008, 0x0018, VRCode::UI, "2.25.7 ");
+    put(*dataSet, 0x0008, 0x1030, VRCode::LO, "  X   ");
+    put(*dataSet, 0x0009, 0x0010, VRCode::OB, "\x01\x02\x03");
+    put(*dataSet, 0x0010, 0x0010, VRCode::PN, std::string("AB\0 ", 4));
+    put(*dataSet, 0x0010, 0x0020, VRCode::LO, std::string(70001, 'x'));
+    put(*dataSet, 0x0011, 0x0010, VRCode::UN, "abc");
+    put(*dataSet, 0x0018, 0x0050, VRCode::DS, " 1.5 ");
+    put(*dataSet, 0x0019, 0x1000, 0x5A5A, "zz");
+    put(*dataSet, 0x0020, 0x9165, VRCode::AT, std::string("\x18\x00\x63\x10\x18\x00\x65\x10", 8));
+    put(*dataSet, 0x0028, 0x0106, VRCode::US_OR_SS, std::string("\x05\x00", 2));
+    put(*dataSet, 0x0070, 0x0022, VRCode::FL, "abc");
+    put(*dataSet, 0x0070, 0x0024, VRCode::CS, "");
+    put(*dataSet, 0x7FE0, 0x0010, VRCode::OW, "abcde");
+    auto* sequence = new SequenceVR(0x0008, 0x1140, endian);
+    sequence->AddSequenceItem(new DICOMDataObject(endian));
+    auto* item = new DICOMDataObject(endian);
+    put(*item, 0x0008, 0x0000, VRCode::UL, std::string(4, '\0'));
+    put(*item, 0x0008, 0x1150, VRCode::UI, "1.2.3");
+    item->ReplaceVR(new SequenceVR(0x0008, 0x1199, endian));
+    sequence->AddSequenceItem(item);
+    dataSet->ReplaceVR(sequence);
+    dataSet->ReplaceVR(new SequenceVR(0x0040, 0xA730, endian));
+    return dataSet;
+}
+
+// The data set is encoded byte for byte as DCMTK writes it from its own elements.
+TEST_P(WrittenFiles, EncodedExactlyAsDCMTKWritesTheSameElements) {
+    ScratchDirectory output;
+    std::vector<std::pair<std::string, std::unique_ptr<DICOMDataObject>>> dataSets;
+    dataSets.emplace_back("explicit little", readDicomFile(ExplicitLittle()));
+    dataSets.emplace_back("explicit big", readDicomFile(ExplicitBig()));
+    dataSets.emplace_back("sample", readDicomFile(REFCNTR_BINARY_DIR "/samples/grayscale-presentation-state.dcm"));
+    dataSets.emplace_back("awkward little", awkwardDataSet(LittleEndian));
+    dataSets.emplace_back("awkward big", awkwardDataSet(BigEndian));
+    for (const auto& [name, dataSet] : dataSets) {
+        SCOPED_TRACE(name);
+        const std::string ours = output.File("ours.dcm"), theirs = output.File("theirs.dcm");
+        writeDicomFile(ours, *dataSet, GetParam());
+        DcmFileFormat file;
+        toDcmFileFormat(*dataSet, file, GetParam());
+        saveDcmFileFormat(theirs, file, GetParam(), SequenceLengths::Undefined);
+        const std::string expected = testfiles::readWholeFile(theirs);
+        ASSERT_GT(expected.size(), 132u);
+        EXPECT_EQ(testfiles::readWholeFile(ours), expected);
     }
 }
 

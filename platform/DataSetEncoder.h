@@ -1,0 +1,42 @@
+// Encoding a data set straight into the bytes of a DICOM file, without building DCMTK's
+// elements first: the values of our data set are already encoded, so writing them costs one
+// pass and no second copy of the data set.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "refcntr/platform/DICOMDataObject.h"
+#include "refcntr/platform/DicomFile.h"
+
+namespace refcntr {
+
+// Where encoded bytes go: a buffer written out to a file descriptor whenever it fills.
+class FileSink {
+public:
+    // `path` names the file in error messages.
+    FileSink(int descriptor, std::string path);
+    void Put(const void* bytes, std::size_t length);
+    // Writes out what is buffered. Throws RuntimeException naming the file and the system's reason.
+    void Flush();
+
+private:
+    int itsDescriptor;
+    std::string itsPath;
+    std::vector<unsigned char> itsBuffer;
+};
+
+// The preamble, "DICM" and the file meta information of a file holding `dataSet`, exactly as
+// DCMTK writes them: the meta header is built by DCMTK from the data set's group 0002, its SOP
+// class and instance UIDs, and the transfer syntax.
+std::string encodeFileHeader(const DICOMDataObject& dataSet, TransferSyntax transferSyntax);
+
+// Every element of `dataSet` outside group 0002, encoded as DCMTK writes them in
+// `transferSyntax` with undefined-length sequences and items: trailing blanks of texts dropped
+// and odd lengths padded (NUL for UI, blank for other texts, a zero byte otherwise), numbers
+// completed to whole values, group lengths computed, and a value too long for a 16-bit length
+// field written as UN.
+void encodeDataSet(const DICOMObject& dataSet, TransferSyntax transferSyntax, FileSink& sink);
+
+}  // namespace refcntr
