@@ -26,26 +26,28 @@ FileSink::FileSink(int descriptor, std::string path) : itsDescriptor(descriptor)
     itsBuffer.reserve(1 << 16);
 }
 
-void FileSink::Put(const void* bytes, std::size_t length) {
-    if (itsBuffer.size() + length > itsBuffer.capacity()) Flush();
+void FileSink::PutLarge(const void* bytes, std::size_t length) {
+    Flush();
     const auto* begin = static_cast<const unsigned char*>(bytes);
-    if (length >= itsBuffer.capacity()) {
-        itsBuffer.assign(begin, begin + length);
-        Flush();
-        return;
-    }
-    itsBuffer.insert(itsBuffer.end(), begin, begin + length);
+    if (length >= itsBuffer.capacity())
+        WriteOut(begin, length);
+    else
+        itsBuffer.insert(itsBuffer.end(), begin, begin + length);
 }
 
 void FileSink::Flush() {
+    WriteOut(itsBuffer.data(), itsBuffer.size());
+    itsBuffer.clear();
+}
+
+void FileSink::WriteOut(const unsigned char* bytes, std::size_t length) {
     std::size_t written = 0;
-    while (written < itsBuffer.size()) {
-        const ssize_t count = ::write(itsDescriptor, itsBuffer.data() + written, itsBuffer.size() - written);
+    while (written < length) {
+        const ssize_t count = ::write(itsDescriptor, bytes + written, length - written);
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) throw RuntimeException("cannot write '" + itsPath + "': " + std::strerror(errno));
         written += std::size_t(count);
     }
-    itsBuffer.clear();
 }
 
 namespace {

@@ -17,11 +17,22 @@ class FileSink {
 public:
     // `path` names the file in error messages.
     FileSink(int descriptor, std::string path);
-    void Put(const void* bytes, std::size_t length);
+    // Inline: the encoder puts every tag, length and value through here.
+    void Put(const void* bytes, std::size_t length) {
+        if (itsBuffer.size() + length > itsBuffer.capacity()) {
+            PutLarge(bytes, length);
+            return;
+        }
+        const auto* begin = static_cast<const unsigned char*>(bytes);
+        itsBuffer.insert(itsBuffer.end(), begin, begin + length);
+    }
     // Writes out what is buffered. Throws RuntimeException naming the file and the system's reason.
     void Flush();
 
 private:
+    void PutLarge(const void* bytes, std::size_t length);
+    void WriteOut(const unsigned char* bytes, std::size_t length);
+
     int itsDescriptor;
     std::string itsPath;
     std::vector<unsigned char> itsBuffer;
