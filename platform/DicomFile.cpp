@@ -96,8 +96,14 @@ E_TransferSyntax dcmtkTransferSyntax(TransferSyntax transferSyntax) {
     return EXS_LittleEndianExplicit;
 }
 
-// Creates an empty file with a fresh name beside `path`, with the permissions a new file gets.
-std::string createTemporaryFile(const std::string& path) {
+// An empty file with a fresh name beside the destination, open for writing.
+struct TemporaryFile {
+    std::string name;
+    int descriptor;
+};
+
+// Creates it with the permissions a new file gets.
+TemporaryFile createTemporaryFile(const std::string& path) {
     static std::atomic<unsigned> counter{0};
     const std::string::size_type slash = path.rfind('/');
     const std::string directory = slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
@@ -105,11 +111,8 @@ std::string createTemporaryFile(const std::string& path) {
     for (int attempt = 0; attempt < 100; ++attempt) {
         const std::string candidate = directory + "." + name + ".tmp" + std::to_string(getpid()) + "-" +
                                       std::to_string(counter.fetch_add(1));
-        int descriptor = ::open(candidate.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (descriptor >= 0) {
-            ::close(descriptor);
-            return candidate;
-        }
+        const int descriptor = ::open(candidate.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (descriptor >= 0) return {candidate, descriptor};
         if (errno != EEXIST) failToWrite(path, errno == ENOENT ? "no such directory" : std::strerror(errno));
     }
     failToWrite(path, "cannot create a temporary file");
@@ -234,18 +237,25 @@ void toDcmFileFormat(const DICOMDataObject& dataSet, DcmFileFormat& file, Transf
 
 namespace {
 
-// Writes a file through `write`, which fills the temporary file whose name it is given; the
-// temporary file is flushed to disk and renamed into place, then the directory flushed.
+// Writes a file through `write`, which fills the temporary file it is given (by its name or its
+// descriptor); the temporary file is flushed to disk and renamed into place, then the
+// directory flushed.
 template <typename Write>
 void replaceAtomically(const std::string& path, Write write) {
-    const std::string temporary = createTemporaryFile(path);
+    const TemporaryFile temporary = createTemporaryFile(path);
     try {
         write(temporary);
-        flushToDisk(temporary, path);
-        if (std::rename(temporary.c_str(), path.c_str()) != 0) failToWrite(path, std::strerror(errno));
+        if (::fsync(temporary.descriptor) != 0) failToWrite(path, std::string("cannot flush: ") + std::strerror(errno));
     } catch (...) {
-        std::remove(temporary.c_str());
+        ::close(temporary.descriptor);
+        std::remove(temporary.name.c_str());
         throw;
+    }
+    const bool closed = ::close(temporary.descriptor) == 0;
+    if (!closed || std::rename(temporary.name.c_str(), path.c_str()) != 0) {
+        const int error = errno;
+        std::remove(temporary.name.c_str());
+        failToWrite(path, std::strerror(error));
     }
     flushToDisk(directoryOf(path), path);
 }
@@ -254,8 +264,8 @@ void replaceAtomically(const std::string& path, Write write) {
 
 void saveDcmFileFormat(const std::string& path, DcmFileFormat& file, TransferSyntax transferSyntax,
                        SequenceLengths lengths) {
-    replaceAtomically(path, [&](const std::string& temporary) {
-        const OFCondition status = file.saveFile(temporary.c_str(), dcmtkTransferSyntax(transferSyntax),
+    replaceAtomically(path, [&](const TemporaryFile& temporary) {
+        const OFCondition status = file.saveFile(temporary.name.c_str(), dcmtkTransferSyntax(transferSyntax),
                                                  lengths == SequenceLengths::Explicit ? EET_ExplicitLength : EET_UndefinedLength,
                                                  EGL_recalcGL, EPD_noChange, 0, 0, EWM_fileformat);
         if (status.bad()) failToWrite(path, status.text());
@@ -281,19 +291,11 @@ void writeDicomFile(const std::string& path, const DICOMDataObject& dataSet, Tra
     } catch (const RuntimeException& error) {
         failToWrite(path, error.GetMessage());
     }
-    replaceAtomically(path, [&](const std::string& temporary) {
-        const int descriptor = ::open(temporary.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);
-        if (descriptor < 0) failToWrite(path, std::strerror(errno));
-        try {
-            FileSink sink(descriptor, path);
-            sink.Put(header.data(), header.size());
-            encodeDataSet(dataSet, transferSyntax, sink);
-            sink.Flush();
-        } catch (...) {
-            ::close(descriptor);
-            throw;
-        }
-        if (::close(descriptor) != 0) failToWrite(path, std::strerror(errno));
+    replaceAtomically(path, [&](const TemporaryFile& temporary) {
+        FileSink sink(temporary.descriptor, path);
+        sink.Put(header.data(), header.size());
+        encodeDataSet(dataSet, transferSyntax, sink);
+        sink.Flush();
     });
 }
 
