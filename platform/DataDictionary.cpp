@@ -3,7 +3,7 @@
 #include <cstring>
 #include <string>
 #include <unordered_map>
-#include <vector>
+#include <utility>
 
 #include <dcmtk/config/osconfig.h>
 #include <dcmtk/dcmdata/dcdict.h>
