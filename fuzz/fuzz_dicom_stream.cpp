@@ -1,7 +1,8 @@
 // The input is a DICOM file (with or without preamble and meta header, any transfer syntax,
-// deflated included): readDicomFile reads it through DCMTK and the bridge, listing the faults
-// it read past, and every IOD reads, saves, reads again and dumps the data set, in the file's
-// own byte order. A refused file must be refused with its name in the message.
+// deflated included): readDicomFile reads it, listing the faults it read past, and every IOD
+// reads, saves, reads again and dumps the data set, in the file's own byte order. A refused
+// file must be refused with its name in the message. A file that the direct decoder takes must
+// read through DCMTK and the bridge to the very same elements, without a note.
 //
 // The bytes go through a file rather than DCMTK's memory stream: from a file DCMTK leaves
 // large values on disk until readDicomFile has checked that none claims more than the file
@@ -12,16 +13,23 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 #include <vector>
 
 #include <dcmtk/config/osconfig.h>
+#include <dcmtk/dcmdata/dcfilefo.h>
+#include <dcmtk/dcmdata/dcmetinf.h>
 #include <dcmtk/oflog/oflog.h>
 
 #include "DataSetCode.h"
 #include "IODExercise.h"
+#include "refcntr/platform/DataSetDecoder.h"
+#include "refcntr/platform/DcmtkBridge.h"
 #include "refcntr/platform/DicomFile.h"
 #include "refcntr/platform/Exceptions.h"
+#include "refcntr/platform/ReadNotes.h"
+#include "refcntr/platform/SequenceVR.h"
 
 using namespace refcntr;
 
@@ -34,6 +42,47 @@ void writeScratchFile(const uint8_t* bytes, size_t size) {
     if (!file) std::abort();
     if (size && std::fwrite(bytes, 1, size, file) != size) std::abort();
     std::fclose(file);
+}
+
+bool sameElements(const DICOMObject& left, const DICOMObject& right) {
+    if (left.GetNumberOfVRs() != right.GetNumberOfVRs()) return false;
+    for (auto a = left.begin(), b = right.begin(); a != left.end(); ++a, ++b) {
+        const VR& x = **a;
+        const VR& y = **b;
+        if (!(x.GetTag() == y.GetTag()) || x.GetVRCode() != y.GetVRCode() || x.GetEndian() != y.GetEndian() ||
+            x.GetLength() != y.GetLength() || (x.GetLength() && std::memcmp(x.GetData(), y.GetData(), x.GetLength())))
+            return false;
+        const SequenceVR* xs = x.GetAsSequenceVR();
+        const SequenceVR* ys = y.GetAsSequenceVR();
+        if ((xs == nullptr) != (ys == nullptr)) return false;
+        if (xs == nullptr) continue;
+        if (xs->GetNumberOfItems() != ys->GetNumberOfItems()) return false;
+        for (unsigned i = 0; i < xs->GetNumberOfItems(); ++i)
+            if (!sameElements(*xs->GetSequenceItems()[i], *ys->GetSequenceItems()[i])) return false;
+    }
+    return true;
+}
+
+// A file the decoder takes reads the same through DCMTK, without a note.
+void checkDecoderAgainstDcmtk(const uint8_t* bytes, size_t size) {
+    const std::unique_ptr<DICOMDataObject> decoded = decodeCommonFile(bytes, size);
+    if (!decoded) return;
+    DcmFileFormat file;
+    if (file.loadFile(scratchFile.c_str()).bad() || file.loadAllDataIntoMemory().bad()) {
+        std::fprintf(stderr, "the decoder took a file DCMTK cannot read\n");
+        std::abort();
+    }
+    DICOMDataObject throughDcmtk(decoded->GetEndian());
+    std::vector<std::string> notes;
+    appendFromDcmItem(*file.getMetaInfo(), throughDcmtk);
+    appendFromDcmItem(*file.getDataset(), throughDcmtk);
+    noteReadFaults(*file.getMetaInfo(), notes);
+    noteReadFaults(*file.getDataset(), notes);
+    if (!notes.empty() || !sameElements(*decoded, throughDcmtk)) {
+        std::fprintf(stderr, "the decoder and DCMTK read the file differently%s%s\n", notes.empty() ? "" : ": ",
+                     notes.empty() ? "" : notes.front().c_str());
+        std::abort();
+    }
 }
 
 }  // namespace
@@ -49,6 +98,12 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     writeScratchFile(bytes, size);
+    try {
+        checkDecoderAgainstDcmtk(bytes, size);
+    } catch (const RuntimeException&) {
+        std::fprintf(stderr, "the decoder took a file that DCMTK's elements cannot be converted from\n");
+        std::abort();
+    }
     std::unique_ptr<DICOMDataObject> data;
     std::vector<std::string> notes;
     try {

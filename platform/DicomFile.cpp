@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <new>
 #include <string>
 
 #include <fcntl.h>
@@ -20,6 +21,7 @@
 #include <dcmtk/dcmdata/dcmetinf.h>
 #include <dcmtk/dcmdata/dcxfer.h>
 
+#include "refcntr/platform/DataSetDecoder.h"
 #include "refcntr/platform/DataSetEncoder.h"
 #include "refcntr/platform/DcmtkBridge.h"
 #include "refcntr/platform/DcmtkFile.h"
@@ -155,6 +157,24 @@ void splitIntoFile(const DICOMDataObject& dataSet, DcmMetaInfo& meta, DcmDataset
     }
 }
 
+// The file decoded straight into a data set, or null when it is not in the common form (or
+// cannot be read whole now; DCMTK's reading then reports why).
+std::unique_ptr<DICOMDataObject> decodeWholeFile(const std::string& path, std::size_t size) {
+    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) return nullptr;
+    std::unique_ptr<unsigned char[]> bytes(new (std::nothrow) unsigned char[size]);
+    std::size_t filled = 0;
+    while (bytes && filled < size) {
+        const ssize_t count = ::read(descriptor, bytes.get() + filled, size - filled);
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) break;
+        filled += std::size_t(count);
+    }
+    ::close(descriptor);
+    if (!bytes || filled != size) return nullptr;
+    return decodeCommonFile(bytes.get(), size);
+}
+
 std::unique_ptr<DICOMDataObject> readFile(const std::string& path, std::vector<std::string>* notes,
                                           std::vector<UINT32>* recordOffsets) {
     registerPrivateEntriesWithDcmtk();
@@ -165,6 +185,11 @@ std::unique_ptr<DICOMDataObject> readFile(const std::string& path, std::vector<s
     if (status.st_size == 0) failToRead(path, "empty file");
     if (::access(path.c_str(), R_OK) != 0) failToRead(path, systemError(errno));
     if (!looksLikeDicom(path)) failToRead(path, "not a DICOM file");
+    // The common file is decoded straight into our data set; anything else goes through DCMTK,
+    // which also finds each directory record's position.
+    if (recordOffsets == nullptr)
+        if (std::unique_ptr<DICOMDataObject> decoded = decodeWholeFile(path, std::size_t(status.st_size)))
+            return decoded;
 
     DcmFileFormat file;
     OFCondition loaded = EC_Normal;

@@ -17,7 +17,11 @@
 #include "support/RunProgram.h"
 #include "refcntr/platform/DICOMDataObject.h"
 #include "refcntr/platform/DataDictionary.h"
+#include "refcntr/platform/DataSetDecoder.h"
+#include "refcntr/platform/DataSetEncoder.h"
+#include "refcntr/platform/DcmtkBridge.h"
 #include "refcntr/platform/DcmtkFile.h"
+#include "refcntr/platform/ReadNotes.h"
 #include "refcntr/platform/DicomFile.h"
 #include "refcntr/platform/Exceptions.h"
 #include "refcntr/platform/MDDEntry.h"
@@ -382,6 +386,110 @@ TEST_P(WrittenFiles, EncodedExactlyAsDCMTKWritesTheSameElements) {
         const std::string expected = testfiles::readWholeFile(theirs);
         ASSERT_GT(expected.size(), 132u);
         EXPECT_EQ(testfiles::readWholeFile(ours), expected);
+    }
+}
+
+// Every element as stored: tag, VR, byte order and value bytes, items included.
+std::string storedForm(const DICOMObject& dataSet, const std::string& indent = "") {
+    std::string text;
+    for (const auto& element : dataSet) {
+        text += indent + element->GetTag().ToString() + " " + MDDEntry::UShortToTypeString(element->GetVRCode()) +
+                (element->GetEndian() == BigEndian ? " BE " : " LE ");
+        if (element->GetData() != nullptr) text.append(reinterpret_cast<const char*>(element->GetData()), element->GetLength());
+        text += "\n";
+        if (const SequenceVR* sequence = element->GetAsSequenceVR())
+            for (const DICOMDataObject* item : sequence->GetSequenceItems()) text += indent + "item\n" + storedForm(*item, indent + "  ");
+    }
+    return text;
+}
+
+// What reading through DCMTK gives, and DCMTK's notes about it.
+std::string readThroughDcmtk(const std::string& path, std::vector<std::string>& notes) {
+    DcmFileFormat file;
+    EXPECT_TRUE(file.loadFile(path.c_str()).good()) << path;
+    const bool big = file.getDataset()->getOriginalXfer() == EXS_BigEndianExplicit;
+    DICOMDataObject dataSet(big ? BigEndian : LittleEndian);
+    appendFromDcmItem(*file.getMetaInfo(), dataSet);
+    appendFromDcmItem(*file.getDataset(), dataSet);
+    noteReadFaults(*file.getMetaInfo(), notes);
+    noteReadFaults(*file.getDataset(), notes);
+    return storedForm(dataSet);
+}
+
+std::unique_ptr<DICOMDataObject> decodeFile(const std::string& path) {
+    const std::string bytes = testfiles::readWholeFile(path);
+    return decodeCommonFile(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
+}
+
+// A file of raw elements after DCMTK's meta header, in explicit VR little endian: short-length
+// VRs take "VR" + 16-bit length, the others the long form.
+std::string rawFile(const std::string& elements) {
+    DICOMDataObject meta;
+    auto* uid = new VR(0x0008, 0x0016, VRCode::UI, LittleEndian);
+    uid->SetData("1.2.840.10008.5.1.4.1.1.11.1", 28);
+    meta.ReplaceVR(uid);
+    return encodeFileHeader(meta, TransferSyntax::ExplicitLittle) + elements;
+}
+
+std::string rawElement(UINT16 group, UINT16 element, const char* vr, const std::string& value) {
+    std::string bytes{char(group & 0xFF), char(group >> 8), char(element & 0xFF), char(element >> 8), vr[0], vr[1]};
+    const UINT32 length = UINT32(value.size());
+    if (std::string("OBOWOFODOLOVSQUCUNURUTSVUV").find(vr) % 2 == 0 &&
+        std::string("OBOWOFODOLOVSQUCUNURUTSVUV").find(vr) != std::string::npos)
+        bytes += std::string{0, 0, char(length), char(length >> 8), char(length >> 16), char(length >> 24)};
+    else
+        bytes += std::string{char(length), char(length >> 8)};
+    return bytes + value;
+}
+
+// The common file is read straight into the data set, and what it gives is what reading
+// through DCMTK gives, byte for byte, without a note; anything DCMTK would change or note is
+// left to DCMTK.
+TEST_F(DcmtkFiles, CommonFilesDecodedStraightReadAsThroughDCMTK) {
+    ScratchDirectory scratch;
+    const std::string texts = scratch.File("texts.dcm");
+    const std::string item = rawElement(0x0008, 0x1150, "UI", std::string("1.2.3\0", 6)) +
+                             rawElement(0x0008, 0x1155, "UI", "1.2.34");
+    const std::string delimitedItem = std::string("\xFE\xFF\x00\xE0\xFF\xFF\xFF\xFF", 8) + item +
+                                      std::string("\xFE\xFF\x0D\xE0\x00\x00\x00\x00", 8);
+    const std::string definedItem = std::string("\xFE\xFF\x00\xE0", 4) +
+                                    std::string{char(item.size()), 0, 0, 0} + item;
+    testfiles::writeWholeFile(
+        texts, rawFile(rawElement(0x0008, 0x0000, "UL", std::string("\x10\x00\x00\x00", 4)) +
+                       rawElement(0x0008, 0x0020, "DA", "20240101") + rawElement(0x0008, 0x0030, "TM", "1015  ") +
+                       rawElement(0x0008, 0x0054, "AE", " AE ") + rawElement(0x0008, 0x0060, "CS", "  ") +
+                       rawElement(0x0008, 0x1030, "LO", "  AB  ") +
+                       rawElement(0x0008, 0x1140, "SQ", delimitedItem + definedItem).replace(8, 4, "\xFF\xFF\xFF\xFF") +
+                       std::string("\xFE\xFF\xDD\xE0\x00\x00\x00\x00", 8) +
+                       rawElement(0x0008, 0x114A, "SQ", definedItem) + rawElement(0x0010, 0x0010, "PN", "A B ") +
+                       rawElement(0x0010, 0x1010, "AS", "") + rawElement(0x0018, 0x0050, "DS", " 1.5") +
+                       rawElement(0x0020, 0x0013, "IS", "12  ") + rawElement(0x0020, 0x4000, "LT", "X\\  ") +
+                       rawElement(0x0040, 0xA160, "UT", "A   ") + rawElement(0x0070, 0x0006, "ST", "text  ")));
+    const std::string paths[] = {ExplicitLittle(), ExplicitBig(), REFCNTR_BINARY_DIR "/samples/grayscale-presentation-state.dcm",
+                                 texts};
+    for (const std::string& path : paths) {
+        SCOPED_TRACE(path);
+        const std::unique_ptr<DICOMDataObject> decoded = decodeFile(path);
+        ASSERT_NE(decoded, nullptr);
+        std::vector<std::string> notes;
+        EXPECT_EQ(storedForm(*decoded), readThroughDcmtk(path, notes));
+        EXPECT_TRUE(notes.empty()) << notes.front();
+    }
+
+    const std::pair<const char*, std::string> leftToDcmtk[] = {
+        {"a VR other than the dictionary's", rawElement(0x0010, 0x0010, "LO", "AB")},
+        {"UN", rawElement(0x0010, 0x0010, "UN", "AB")},
+        {"an odd length", rawElement(0x0010, 0x0010, "PN", "ABC")},
+        {"a NUL in a text", rawElement(0x0010, 0x0010, "PN", std::string("AB\0\0", 4))},
+        {"a blank in a UID", rawElement(0x0008, 0x0018, "UI", "1.2 ")},
+        {"elements out of order", rawElement(0x0010, 0x0020, "LO", "AB") + rawElement(0x0010, 0x0010, "PN", "AB")},
+        {"a value past the end", rawElement(0x0010, 0x0010, "PN", "ABCD").substr(0, 10)},
+        {"a VR no one knows", rawElement(0x0010, 0x0010, "QQ", "AB")},
+    };
+    for (const auto& [fault, elements] : leftToDcmtk) {
+        const std::string bytes = rawFile(elements);
+        EXPECT_EQ(decodeCommonFile(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()), nullptr)
+            << fault;
     }
 }
 

@@ -1,0 +1,202 @@
+#include "refcntr/platform/DataSetDecoder.h"
+
+#include <cstring>
+
+#include "refcntr/platform/ByteOrder.h"
+#include "refcntr/platform/DataDictionary.h"
+#include "refcntr/platform/MDDEntry.h"
+#include "refcntr/platform/SequenceVR.h"
+
+namespace refcntr {
+
+namespace {
+
+constexpr UINT32 undefinedLength = 0xFFFFFFFF;
+// Deeper nesting is left to DCMTK's reader and its handling of hostile files.
+constexpr int deepestNesting = 64;
+
+bool hasLongLength(UINT16 vrCode) {
+    switch (vrCode) {
+    case VRCode::OB: case VRCode::OD: case VRCode::OF: case VRCode::OL: case VRCode::OV: case VRCode::OW:
+    case VRCode::SQ: case VRCode::UC: case VRCode::UN: case VRCode::UR: case VRCode::UT: case VRCode::SV:
+    case VRCode::UV:
+        return true;
+    default:
+        return false;
+    }
+}
+
+// Whether DCMTK reads an element of this VR where the dictionary has `dictionaryCode` without a note.
+bool agreesWithDictionary(UINT16 vrCode, UINT16 dictionaryCode) {
+    switch (dictionaryCode) {
+    case VRCode::Unknown: case VRCode::UN: return true;
+    case VRCode::US_OR_SS: return vrCode == VRCode::US || vrCode == VRCode::SS;
+    case VRCode::OW_OR_OB: return vrCode == VRCode::OW || vrCode == VRCode::OB;
+    case VRCode::OW_OR_US_OR_SS: return vrCode == VRCode::OW || vrCode == VRCode::US || vrCode == VRCode::SS;
+    default: return vrCode == dictionaryCode;
+    }
+}
+
+class Decoder {
+public:
+    Decoder(const unsigned char* bytes, std::size_t size) : itsBytes(bytes), itsSize(size) {}
+
+    std::unique_ptr<DICOMDataObject> File() {
+        if (itsSize < 132 || std::memcmp(itsBytes + 128, "DICM", 4) != 0) return nullptr;
+        itsPosition = 132;
+        DICOMDataObject meta(LittleEndian);
+        std::size_t metaEnd = itsPosition;
+        while (metaEnd + 2 <= itsSize && Number16(metaEnd) == 0x0002) {
+            itsPosition = metaEnd;
+            if (!Element(meta, 0)) return nullptr;
+            metaEnd = itsPosition;
+        }
+        itsPosition = metaEnd;
+        RWCString syntax;
+        if (meta.GetString(0x0002, 0x0010, syntax) != 1) return nullptr;
+        if (syntax == "1.2.840.10008.1.2.2")
+            itsEndian = BigEndian;
+        else if (syntax != "1.2.840.10008.1.2.1")
+            return nullptr;
+        auto dataSet = std::make_unique<DICOMDataObject>(itsEndian);
+        UINT32 previous = 0;
+        for (const auto& element : meta) {
+            // Meta elements out of order or repeated are left to DCMTK.
+            if (element->GetTag().GetKey() <= previous) return nullptr;
+            previous = element->GetTag().GetKey();
+            dataSet->ReplaceVR(InDataSetOrder(*element).release());
+        }
+        if (!Elements(*dataSet, itsSize, false, 0) || itsPosition != itsSize) return nullptr;
+        return dataSet;
+    }
+
+private:
+    // A meta element (little endian in the file) in the byte order of the data set.
+    std::unique_ptr<VR> InDataSetOrder(const VR& element) const {
+        auto copy = std::make_unique<VR>(element.GetGroup(), element.GetElement(), element.GetVRCode(), itsEndian);
+        copy->SetData(element.GetData(), element.GetLength());
+        if (itsEndian != element.GetEndian()) copy->SwapDataEndian();
+        return copy;
+    }
+
+    UINT16 Number16(std::size_t at) const {
+        return itsEndian == BigEndian ? UINT16(itsBytes[at] << 8 | itsBytes[at + 1])
+                                      : UINT16(itsBytes[at] | itsBytes[at + 1] << 8);
+    }
+    UINT32 Number32(std::size_t at) const {
+        const UINT32 low = Number16(at), high = Number16(at + 2);
+        return itsEndian == BigEndian ? (low << 16 | high) : (high << 16 | low);
+    }
+
+    // Elements up to `end`, or up to an item delimiter when `delimited`.
+    bool Elements(DICOMObject& target, std::size_t end, bool delimited, int depth) {
+        UINT32 previous = 0;
+        bool first = true;
+        while (delimited || itsPosition < end) {
+            if (itsPosition + 8 > end) return false;
+            const UINT16 group = Number16(itsPosition), number = Number16(itsPosition + 2);
+            if (group == 0xFFFE) {
+                if (!delimited || number != 0xE00D || Number32(itsPosition + 4) != 0) return false;
+                itsPosition += 8;
+                return true;
+            }
+            const UINT32 key = UINT32(group) << 16 | number;
+            if (group == 0x0002 || (!first && key <= previous)) return false;
+            previous = key;
+            first = false;
+            if (!Element(target, depth)) return false;
+        }
+        return itsPosition == end;
+    }
+
+    bool Element(DICOMObject& target, int depth) {
+        if (itsPosition + 8 > itsSize) return false;
+        const UINT16 group = Number16(itsPosition), number = Number16(itsPosition + 2);
+        const UINT16 vrCode = VRCode::make(char(itsBytes[itsPosition + 4]), char(itsBytes[itsPosition + 5]));
+        const ValueType type = MDDEntry::UShortToValueType(vrCode);
+        if (type == ValueType::Unknown || type == ValueType::Ambiguous || vrCode == VRCode::UN) return false;
+        UINT32 length = 0;
+        if (hasLongLength(vrCode)) {
+            if (itsPosition + 12 > itsSize) return false;
+            length = Number32(itsPosition + 8);
+            itsPosition += 12;
+        } else {
+            length = Number16(itsPosition + 6);
+            itsPosition += 8;
+        }
+        if (group % 2 == 0 && !agreesWithDictionary(vrCode, InstanceSpecificDataDictionary::TypeVR(group, number)))
+            return false;
+        if (vrCode == VRCode::SQ) return Sequence(target, group, number, length, depth + 1);
+        if (length == undefinedLength || length % 2 != 0 || length > itsSize - itsPosition) return false;
+        const unsigned char* value = itsBytes + itsPosition;
+        itsPosition += length;
+        auto element = std::make_unique<VR>(group, number, vrCode, target.GetEndian());
+        if (type == ValueType::Text) return Text(target, std::move(element), value, length);
+        if (length % MDDEntry::ValueWidth(vrCode) != 0) return false;
+        element->SetData(value, length);
+        target.ReplaceVR(element.release());
+        return true;
+    }
+
+    // DCMTK hands texts over without trailing pad (blanks, or NULs in a UID); they are kept
+    // padded again to even length, as the bridge keeps what DCMTK reads.
+    static bool Text(DICOMObject& target, std::unique_ptr<VR> element, const unsigned char* value, UINT32 length) {
+        const bool uid = element->GetVRCode() == VRCode::UI;
+        for (UINT32 i = 0; i < length; ++i)
+            if ((uid && value[i] == ' ') || (!uid && value[i] == '\0')) return false;
+        const unsigned char pad = uid ? '\0' : ' ';
+        while (length > 0 && value[length - 1] == pad) --length;
+        if (length > 0) {
+            const UINT32 padded = length + (length & 1);
+            auto* buffer = static_cast<unsigned char*>(VR::itsDefaultMemoryAllocater->Allocate(padded));
+            std::memcpy(buffer, value, length);
+            if (padded != length) buffer[length] = pad;
+            element->AdoptData(buffer, padded);
+        }
+        target.ReplaceVR(element.release());
+        return true;
+    }
+
+    bool Sequence(DICOMObject& target, UINT16 group, UINT16 number, UINT32 length, int depth) {
+        if (depth > deepestNesting) return false;
+        const bool delimited = length == undefinedLength;
+        if (!delimited && length > itsSize - itsPosition) return false;
+        const std::size_t end = delimited ? itsSize : itsPosition + length;
+        auto sequence = std::make_unique<SequenceVR>(group, number, target.GetEndian());
+        for (;;) {
+            if (!delimited && itsPosition == end) break;
+            if (itsPosition + 8 > end || Number16(itsPosition) != 0xFFFE) return false;
+            const UINT16 tag = Number16(itsPosition + 2);
+            const UINT32 itemLength = Number32(itsPosition + 4);
+            itsPosition += 8;
+            if (delimited && tag == 0xE0DD) {
+                if (itemLength != 0) return false;
+                break;
+            }
+            if (tag != 0xE000) return false;
+            auto item = std::make_unique<DICOMDataObject>(target.GetEndian());
+            if (itemLength == undefinedLength) {
+                if (!Elements(*item, end, true, depth)) return false;
+            } else {
+                if (itemLength > end - itsPosition || !Elements(*item, itsPosition + itemLength, false, depth))
+                    return false;
+            }
+            sequence->AddSequenceItem(item.release());
+        }
+        target.ReplaceVR(sequence.release());
+        return true;
+    }
+
+    const unsigned char* itsBytes;
+    std::size_t itsSize;
+    std::size_t itsPosition = 0;
+    EndianType itsEndian = LittleEndian;
+};
+
+}  // namespace
+
+std::unique_ptr<DICOMDataObject> decodeCommonFile(const unsigned char* bytes, std::size_t size) {
+    return Decoder(bytes, size).File();
+}
+
+}  // namespace refcntr
