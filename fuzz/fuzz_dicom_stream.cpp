@@ -2,7 +2,8 @@
 // deflated included): readDicomFile reads it, listing the faults it read past, and every IOD
 // reads, saves, reads again and dumps the data set, in the file's own byte order. A refused
 // file must be refused with its name in the message. A file that the direct decoder takes must
-// read through DCMTK and the bridge to the very same elements, without a note.
+// read through DCMTK and the bridge to the very same elements, without a note, and with its
+// directory records at the same positions.
 //
 // The bytes go through a file rather than DCMTK's memory stream: from a file DCMTK leaves
 // large values on disk until readDicomFile has checked that none claims more than the file
@@ -18,6 +19,8 @@
 #include <vector>
 
 #include <dcmtk/config/osconfig.h>
+#include <dcmtk/dcmdata/dcdeftag.h>
+#include <dcmtk/dcmdata/dcdirrec.h>
 #include <dcmtk/dcmdata/dcfilefo.h>
 #include <dcmtk/dcmdata/dcmetinf.h>
 #include <dcmtk/oflog/oflog.h>
@@ -65,7 +68,8 @@ bool sameElements(const DICOMObject& left, const DICOMObject& right) {
 
 // A file the decoder takes reads the same through DCMTK, without a note.
 void checkDecoderAgainstDcmtk(const uint8_t* bytes, size_t size) {
-    const std::unique_ptr<DICOMDataObject> decoded = decodeCommonFile(bytes, size);
+    std::vector<UINT32> recordOffsets;
+    const std::unique_ptr<DICOMDataObject> decoded = decodeCommonFile(bytes, size, &recordOffsets);
     if (!decoded) return;
     DcmFileFormat file;
     if (file.loadFile(scratchFile.c_str()).bad() || file.loadAllDataIntoMemory().bad()) {
@@ -78,6 +82,16 @@ void checkDecoderAgainstDcmtk(const uint8_t* bytes, size_t size) {
     appendFromDcmItem(*file.getDataset(), throughDcmtk);
     noteReadFaults(*file.getMetaInfo(), notes);
     noteReadFaults(*file.getDataset(), notes);
+    std::vector<UINT32> dcmtkOffsets;
+    DcmSequenceOfItems* records = nullptr;
+    if (file.getDataset()->findAndGetSequence(DCM_DirectoryRecordSequence, records).good() && records != nullptr)
+        for (DcmObject* item = records->nextInContainer(nullptr); item; item = records->nextInContainer(item))
+            if (const auto* record = dynamic_cast<const DcmDirectoryRecord*>(item))
+                dcmtkOffsets.push_back(record->getFileOffset());
+    if (recordOffsets != dcmtkOffsets) {
+        std::fprintf(stderr, "the decoder and DCMTK place the directory records differently\n");
+        std::abort();
+    }
     if (!notes.empty() || !sameElements(*decoded, throughDcmtk)) {
         std::fprintf(stderr, "the decoder and DCMTK read the file differently%s%s\n", notes.empty() ? "" : ": ",
                      notes.empty() ? "" : notes.front().c_str());

@@ -39,7 +39,8 @@ bool agreesWithDictionary(UINT16 vrCode, UINT16 dictionaryCode) {
 
 class Decoder {
 public:
-    Decoder(const unsigned char* bytes, std::size_t size) : itsBytes(bytes), itsSize(size) {}
+    Decoder(const unsigned char* bytes, std::size_t size, std::vector<UINT32>* recordOffsets)
+        : itsBytes(bytes), itsSize(size), itsRecordOffsets(recordOffsets) {}
 
     std::unique_ptr<DICOMDataObject> File() {
         if (itsSize < 132 || std::memcmp(itsBytes + 128, "DICM", 4) != 0) return nullptr;
@@ -52,6 +53,11 @@ public:
             metaEnd = itsPosition;
         }
         itsPosition = metaEnd;
+        // DCMTK ends the meta header where its group length says; where that is not where group
+        // 0002 ends, DCMTK's reading is left to DCMTK.
+        UINT32 groupLength = 0;
+        if (meta.GetUINT32(0x0002, 0x0000, groupLength) == 1 && metaEnd != 132 + 12 + std::size_t(groupLength))
+            return nullptr;
         RWCString syntax;
         if (meta.GetString(0x0002, 0x0010, syntax) != 1) return nullptr;
         if (syntax == "1.2.840.10008.1.2.2")
@@ -163,9 +169,11 @@ private:
         if (!delimited && length > itsSize - itsPosition) return false;
         const std::size_t end = delimited ? itsSize : itsPosition + length;
         auto sequence = std::make_unique<SequenceVR>(group, number, target.GetEndian());
+        const bool records = itsRecordOffsets != nullptr && depth == 1 && group == 0x0004 && number == 0x1220;
         for (;;) {
             if (!delimited && itsPosition == end) break;
             if (itsPosition + 8 > end || Number16(itsPosition) != 0xFFFE) return false;
+            if (records && Number16(itsPosition + 2) == 0xE000) itsRecordOffsets->push_back(UINT32(itsPosition));
             const UINT16 tag = Number16(itsPosition + 2);
             const UINT32 itemLength = Number32(itsPosition + 4);
             itsPosition += 8;
@@ -191,12 +199,17 @@ private:
     std::size_t itsSize;
     std::size_t itsPosition = 0;
     EndianType itsEndian = LittleEndian;
+    std::vector<UINT32>* itsRecordOffsets;
 };
 
 }  // namespace
 
-std::unique_ptr<DICOMDataObject> decodeCommonFile(const unsigned char* bytes, std::size_t size) {
-    return Decoder(bytes, size).File();
+std::unique_ptr<DICOMDataObject> decodeCommonFile(const unsigned char* bytes, std::size_t size,
+                                                  std::vector<UINT32>* recordOffsets) {
+    const std::size_t known = recordOffsets ? recordOffsets->size() : 0;
+    std::unique_ptr<DICOMDataObject> dataSet = Decoder(bytes, size, recordOffsets).File();
+    if (!dataSet && recordOffsets) recordOffsets->resize(known);
+    return dataSet;
 }
 
 }  // namespace refcntr

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <vector>
 
 #include "refcntr/platform/DICOMDataObject.h"
 
@@ -18,6 +19,10 @@ namespace refcntr {
 // Null for any other file: readDicomFile then reads it through DCMTK, which takes what this
 // refuses and reports what is wrong with it. So for every file this accepts, the result is the
 // one DCMTK's reading gives.
-std::unique_ptr<DICOMDataObject> decodeCommonFile(const unsigned char* bytes, std::size_t size);
+//
+// When `recordOffsets` is given, it receives the position in the file of the item tag of each
+// item of a directory record sequence (0004,1220), in sequence order.
+std::unique_ptr<DICOMDataObject> decodeCommonFile(const unsigned char* bytes, std::size_t size,
+                                                  std::vector<UINT32>* recordOffsets = nullptr);
 
 }  // namespace refcntr

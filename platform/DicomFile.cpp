@@ -159,7 +159,8 @@ void splitIntoFile(const DICOMDataObject& dataSet, DcmMetaInfo& meta, DcmDataset
 
 // The file decoded straight into a data set, or null when it is not in the common form (or
 // cannot be read whole now; DCMTK's reading then reports why).
-std::unique_ptr<DICOMDataObject> decodeWholeFile(const std::string& path, std::size_t size) {
+std::unique_ptr<DICOMDataObject> decodeWholeFile(const std::string& path, std::size_t size,
+                                                 std::vector<UINT32>* recordOffsets) {
     const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0) return nullptr;
     std::unique_ptr<unsigned char[]> bytes(new (std::nothrow) unsigned char[size]);
@@ -172,7 +173,7 @@ std::unique_ptr<DICOMDataObject> decodeWholeFile(const std::string& path, std::s
     }
     ::close(descriptor);
     if (!bytes || filled != size) return nullptr;
-    return decodeCommonFile(bytes.get(), size);
+    return decodeCommonFile(bytes.get(), size, recordOffsets);
 }
 
 std::unique_ptr<DICOMDataObject> readFile(const std::string& path, std::vector<std::string>* notes,
@@ -185,11 +186,9 @@ std::unique_ptr<DICOMDataObject> readFile(const std::string& path, std::vector<s
     if (status.st_size == 0) failToRead(path, "empty file");
     if (::access(path.c_str(), R_OK) != 0) failToRead(path, systemError(errno));
     if (!looksLikeDicom(path)) failToRead(path, "not a DICOM file");
-    // The common file is decoded straight into our data set; anything else goes through DCMTK,
-    // which also finds each directory record's position.
-    if (recordOffsets == nullptr)
-        if (std::unique_ptr<DICOMDataObject> decoded = decodeWholeFile(path, std::size_t(status.st_size)))
-            return decoded;
+    // The common file is decoded straight into our data set; anything else goes through DCMTK.
+    if (std::unique_ptr<DICOMDataObject> decoded = decodeWholeFile(path, std::size_t(status.st_size), recordOffsets))
+        return decoded;
 
     DcmFileFormat file;
     OFCondition loaded = EC_Normal;

@@ -491,6 +491,11 @@ TEST_F(DcmtkFiles, CommonFilesDecodedStraightReadAsThroughDCMTK) {
         EXPECT_EQ(decodeCommonFile(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()), nullptr)
             << fault;
     }
+    // A meta group length that ends the meta header elsewhere than group 0002 ends: DCMTK
+    // follows the length.
+    std::string misplaced = rawFile(rawElement(0x0010, 0x0010, "PN", "AB"));
+    misplaced[140] = char(misplaced[140] + 10);
+    EXPECT_EQ(decodeCommonFile(reinterpret_cast<const unsigned char*>(misplaced.data()), misplaced.size()), nullptr);
 }
 
 INSTANTIATE_TEST_SUITE_P(EachTransferSyntax, WrittenFiles,
