@@ -5,7 +5,6 @@
 #include <algorithm>
 
 #include <dcmtk/config/osconfig.h>
-#include <dcmtk/dcmdata/dcfilefo.h>
 #include <dcmtk/dcmdata/dcuid.h>
 
 #include "refcntr/directory/DirectoryEntities.h"
@@ -14,7 +13,7 @@
 #include "refcntr/directory/FileMetaInformationModule.h"
 #include "refcntr/directory/RecordLayout.h"
 #include "refcntr/directory/RecordLinks.h"
-#include "refcntr/platform/DcmtkFile.h"
+#include "refcntr/platform/DataSetEncoder.h"
 #include "refcntr/platform/Exceptions.h"
 
 namespace refcntr {
@@ -208,21 +207,20 @@ std::vector<DirectoryFile::Record*> DirectoryFile::layoutOrder() const {
 }
 
 void DirectoryFile::write(const std::string& path, TransferSyntax transferSyntax) {
-    DcmFileFormat file;
+    DICOMDataObject data;
+    std::string header;
+    SequenceOrder order{MAttributeTag(0x0004, 0x1220), {}};
     try {
         prepareForWriting();
-        DICOMDataObject data;
         itsDirectory->save(data);
-        toDcmFileFormat(data, file, transferSyntax);
-        linkInLayout(file);
+        header = encodeFileHeader(data, transferSyntax);
+        order.items = linkInLayout(data, transferSyntax, UINT32(header.size()));
     } catch (const RuntimeException& error) {
         failToWrite(path, error.GetMessage());
     }
-    saveDcmFileFormat(path, file, transferSyntax, SequenceLengths::Explicit);
+    writeEncodedFile(path, header, data, transferSyntax, SequenceLengths::Explicit, &order);
 }
 
-// Records added to the sequence directly join the root level; every record and the module
-// get the elements that laying out fills in, so that saving writes every record.
 void DirectoryFile::prepareForWriting() {
     DirectoryInformationModule& module = informationModule(*itsDirectory);
     complete(module);
@@ -234,7 +232,8 @@ void DirectoryFile::prepareForWriting() {
 
 // Puts the records of DCMTK's file (saved in sequence order) in layout order and sets the
 // offsets, in the file and in the containers.
-void DirectoryFile::linkInLayout(DcmFileFormat& file) {
+std::vector<unsigned> DirectoryFile::linkInLayout(DICOMDataObject& data, TransferSyntax transferSyntax,
+                                                  UINT32 headerLength) {
     DirectoryInformationModule& module = informationModule(*itsDirectory);
     const auto& records = module.getDirectoryRecordSequenceElement().items();
     const std::vector<Record*> order = layoutOrder();
@@ -248,7 +247,7 @@ void DirectoryFile::linkInLayout(DcmFileFormat& file) {
         itemOrder.push_back(sequenceIndex.at(order[k]));
         layoutIndex.emplace(order[k], k);
     }
-    const std::vector<UINT32> offsets = arrangeRecordItems(file, itemOrder);
+    const std::vector<UINT32> offsets = recordItemOffsets(data, transferSyntax, headerLength, itemOrder);
     auto offsetOf = [&](const Record* record) { return offsets[layoutIndex.at(record)]; };
 
     std::vector<RecordOffsets> links(order.size());
@@ -264,11 +263,12 @@ void DirectoryFile::linkInLayout(DcmFileFormat& file) {
     }
     const UINT32 rootFirst = itsRoots.empty() ? 0 : offsetOf(itsRoots.front());
     const UINT32 rootLast = itsRoots.empty() ? 0 : offsetOf(itsRoots.back());
-    fillRecordOffsets(file, links, rootFirst, rootLast);
+    fillRecordOffsets(data, itemOrder, links, rootFirst, rootLast);
 
     for (unsigned k = 0; k < order.size(); ++k) setLinks(*order[k], links[k]);
     if (module.getRootDirectoryFirstRecordElement() != rootFirst) module.setRootDirectoryFirstRecordElement(rootFirst);
     if (module.getRootDirectoryLastRecordElement() != rootLast) module.setRootDirectoryLastRecordElement(rootLast);
+    return itemOrder;
 }
 
 }  // namespace refcntr

@@ -10,8 +10,6 @@
 #include "refcntr/platform/DicomFile.h"
 #include "refcntr/platform/Types.h"
 
-class DcmFileFormat;
-
 namespace refcntr {
 
 class BasicDirectoryCompositeIOD;
@@ -103,7 +101,9 @@ private:
     // Takes the hierarchy found on reading, by index into the record sequence.
     void adopt(const RecordHierarchy& hierarchy);
     void prepareForWriting();
-    void linkInLayout(DcmFileFormat& file);
+    // Lays the records out parent before children, fills in every offset, in the data set saved
+    // and in the records, and returns the order in which the record items are written.
+    std::vector<unsigned> linkInLayout(DICOMDataObject& data, TransferSyntax transferSyntax, UINT32 headerLength);
     // Every record, parent before children, each level in link order.
     std::vector<Record*> layoutOrder() const;
 

@@ -14,6 +14,7 @@
 #include <dcmtk/dcmdata/dcostrmb.h>
 #include <dcmtk/dcmdata/dcxfer.h>
 
+#include "refcntr/platform/AtomicFile.h"
 #include "refcntr/platform/ByteOrder.h"
 #include "refcntr/platform/DcmtkBridge.h"
 #include "refcntr/platform/Exceptions.h"
@@ -109,37 +110,47 @@ WrittenValue writtenValue(const VR& element, UINT16 vrCode) {
 
 class Encoder {
 public:
-    Encoder(TransferSyntax transferSyntax, FileSink& sink)
+    Encoder(TransferSyntax transferSyntax, SequenceLengths lengths, FileSink* sink = nullptr,
+            const SequenceOrder* order = nullptr)
         : itsExplicitVR(transferSyntax != TransferSyntax::ImplicitLittle),
           itsEndian(transferSyntax == TransferSyntax::ExplicitBig ? BigEndian : LittleEndian),
-          itsSink(sink) {}
+          itsUndefinedLengths(lengths == SequenceLengths::Undefined),
+          itsSink(sink),
+          itsOrder(order) {}
 
-    void Item(const DICOMObject& item, bool skipMetaGroup) {
+    void Item(const DICOMObject& item, bool topLevel) {
         for (auto element = item.begin(); element != item.end(); ++element) {
-            if (skipMetaGroup && (*element)->GetGroup() == 0x0002) continue;
-            if ((*element)->GetElement() == 0x0000 && (*element)->GetGroup() != 0x0002)
+            if (topLevel && (*element)->GetGroup() == 0x0002) continue;
+            if ((*element)->GetElement() == 0x0000)
                 GroupLength(element, item.end());
             else
-                Element(**element);
+                Element(**element, topLevel);
         }
     }
 
-private:
-    // The encoded size of an element, for group lengths.
+    // The encoded size of an element.
     UINT32 Size(const VR& element) const {
         const UINT16 vrCode = concreteVRCode(element.GetVRCode());
-        if (vrCode == VRCode::SQ) {
-            UINT32 size = (itsExplicitVR ? 12 : 8) + 8;
-            if (const SequenceVR* sequence = element.GetAsSequenceVR())
-                for (const DICOMDataObject* item : sequence->GetSequenceItems()) {
-                    size += 16;
-                    for (const auto& child : *item) size += Size(*child);
-                }
-            return size;
-        }
+        if (vrCode == VRCode::SQ) return (itsExplicitVR ? 12 : 8) + SequenceSize(element);
         const UINT32 length = writtenValue(element, vrCode).length;
         if (!itsExplicitVR) return 8 + length;
         return (hasLongLength(vrCode) || length > 0xFFFF ? 12 : 8) + length;
+    }
+
+    UINT32 ItemSize(const DICOMObject& item) const {
+        UINT32 size = 0;
+        for (const auto& element : item) size += Size(*element);
+        return size;
+    }
+
+private:
+    // The items with their tags and lengths, and the delimiters.
+    UINT32 SequenceSize(const VR& element) const {
+        const UINT32 delimiter = itsUndefinedLengths ? 8 : 0;
+        UINT32 size = delimiter;
+        if (const SequenceVR* sequence = element.GetAsSequenceVR())
+            for (const DICOMDataObject* item : sequence->GetSequenceItems()) size += 8 + ItemSize(*item) + delimiter;
+        return size;
     }
 
     // A group length element: the encoded size of the elements of its group that follow it.
@@ -153,20 +164,33 @@ private:
         Number32(size);
     }
 
-    void Element(const VR& element) {
+    void Sequence(const VR& element, bool topLevel) {
+        Header(element.GetGroup(), element.GetElement(), VRCode::SQ,
+               itsUndefinedLengths ? undefinedLength : SequenceSize(element));
+        if (const SequenceVR* sequence = element.GetAsSequenceVR()) {
+            const auto& items = sequence->GetSequenceItems();
+            const bool ordered = topLevel && itsOrder != nullptr && itsOrder->sequence == element.GetTag();
+            if (ordered && itsOrder->items.size() != items.size())
+                throw RuntimeException("element " + element.GetTag().ToString() + ": the item order does not fit");
+            for (std::size_t k = 0; k < items.size(); ++k) {
+                const DICOMDataObject& item = *items.at(ordered ? itsOrder->items[k] : k);
+                Tag(0xFFFE, 0xE000);
+                Number32(itsUndefinedLengths ? undefinedLength : ItemSize(item));
+                Item(item, false);
+                if (!itsUndefinedLengths) continue;
+                Tag(0xFFFE, 0xE00D);
+                Number32(0);
+            }
+        }
+        if (!itsUndefinedLengths) return;
+        Tag(0xFFFE, 0xE0DD);
+        Number32(0);
+    }
+
+    void Element(const VR& element, bool topLevel) {
         const UINT16 vrCode = concreteVRCode(element.GetVRCode());
         if (vrCode == VRCode::SQ) {
-            Header(element.GetGroup(), element.GetElement(), VRCode::SQ, undefinedLength);
-            if (const SequenceVR* sequence = element.GetAsSequenceVR())
-                for (const DICOMDataObject* item : sequence->GetSequenceItems()) {
-                    Tag(0xFFFE, 0xE000);
-                    Number32(undefinedLength);
-                    Item(*item, false);
-                    Tag(0xFFFE, 0xE00D);
-                    Number32(0);
-                }
-            Tag(0xFFFE, 0xE0DD);
-            Number32(0);
+            Sequence(element, topLevel);
             return;
         }
         const WrittenValue value = writtenValue(element, vrCode);
@@ -178,14 +202,14 @@ private:
             itsScratch.assign(value.bytes, value.bytes + value.kept);
             itsScratch.resize(value.length, 0);
             reverseValueBytes(itsScratch.data(), itsScratch.size(), value.width);
-            itsSink.Put(itsScratch.data(), itsScratch.size());
+            itsSink->Put(itsScratch.data(), itsScratch.size());
             return;
         }
-        itsSink.Put(value.bytes, value.kept);
+        itsSink->Put(value.bytes, value.kept);
         if (value.length > value.kept) {
             unsigned char tail[8];
             std::memset(tail, value.fill, sizeof tail);
-            itsSink.Put(tail, value.length - value.kept);
+            itsSink->Put(tail, value.length - value.kept);
         }
     }
 
@@ -196,7 +220,7 @@ private:
             return;
         }
         const unsigned char letters[2] = {UINT8(vrCode >> 8), UINT8(vrCode & 0xFF)};
-        itsSink.Put(letters, 2);
+        itsSink->Put(letters, 2);
         if (hasLongLength(vrCode)) {
             Number16(0);
             Number32(length);
@@ -213,18 +237,20 @@ private:
     void Number16(UINT16 number) {
         const unsigned char bytes[2] = {UINT8(number), UINT8(number >> 8)};
         const unsigned char swapped[2] = {bytes[1], bytes[0]};
-        itsSink.Put(itsEndian == BigEndian ? swapped : bytes, 2);
+        itsSink->Put(itsEndian == BigEndian ? swapped : bytes, 2);
     }
 
     void Number32(UINT32 number) {
         unsigned char bytes[4];
         for (int i = 0; i < 4; ++i) bytes[itsEndian == BigEndian ? 3 - i : i] = UINT8(number >> (8 * i));
-        itsSink.Put(bytes, 4);
+        itsSink->Put(bytes, 4);
     }
 
     bool itsExplicitVR;
     EndianType itsEndian;
-    FileSink& itsSink;
+    bool itsUndefinedLengths;
+    FileSink* itsSink;  // null when only sizes are asked for
+    const SequenceOrder* itsOrder;
     std::vector<unsigned char> itsScratch;
 };
 
@@ -280,8 +306,31 @@ std::string encodeFileHeader(const DICOMDataObject& dataSet, TransferSyntax tran
     return bytes;
 }
 
-void encodeDataSet(const DICOMObject& dataSet, TransferSyntax transferSyntax, FileSink& sink) {
-    Encoder(transferSyntax, sink).Item(dataSet, true);
+void encodeDataSet(const DICOMObject& dataSet, TransferSyntax transferSyntax, FileSink& sink,
+                   SequenceLengths lengths, const SequenceOrder* order) {
+    Encoder(transferSyntax, lengths, &sink, order).Item(dataSet, true);
+}
+
+UINT32 encodedLength(const VR& element, TransferSyntax transferSyntax, SequenceLengths lengths) {
+    return Encoder(transferSyntax, lengths).Size(element);
+}
+
+UINT32 encodedItemLength(const DICOMObject& item, TransferSyntax transferSyntax, SequenceLengths lengths) {
+    return Encoder(transferSyntax, lengths).ItemSize(item);
+}
+
+void writeEncodedFile(const std::string& path, const std::string& header, const DICOMDataObject& dataSet,
+                      TransferSyntax transferSyntax, SequenceLengths lengths, const SequenceOrder* order) {
+    replaceFileAtomically(path, [&](int descriptor) {
+        FileSink sink(descriptor, path);
+        sink.Put(header.data(), header.size());
+        try {
+            encodeDataSet(dataSet, transferSyntax, sink, lengths, order);
+        } catch (const RuntimeException& error) {
+            throw RuntimeException("cannot write '" + path + "': " + error.GetMessage());
+        }
+        sink.Flush();
+    });
 }
 
 }  // namespace refcntr

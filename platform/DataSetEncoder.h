@@ -9,6 +9,7 @@
 
 #include "refcntr/platform/DICOMDataObject.h"
 #include "refcntr/platform/DicomFile.h"
+#include "refcntr/platform/MAttributeTag.h"
 
 namespace refcntr {
 
@@ -43,11 +44,33 @@ private:
 // class and instance UIDs, and the transfer syntax.
 std::string encodeFileHeader(const DICOMDataObject& dataSet, TransferSyntax transferSyntax);
 
+// How sequences and items are delimited: with an undefined length and a delimiter (what DCMTK
+// writes by default, and what needs no length computed), or with explicit lengths (which a
+// directory's record offsets count).
+enum class SequenceLengths { Undefined, Explicit };
+
+// The order in which the items of one top-level sequence are written: items[k] is the index,
+// in the sequence, of the k-th item written.
+struct SequenceOrder {
+    MAttributeTag sequence;
+    std::vector<unsigned> items;
+};
+
 // Every element of `dataSet` outside group 0002, encoded as DCMTK writes them in
-// `transferSyntax` with undefined-length sequences and items: trailing blanks of texts dropped
-// and odd lengths padded (NUL for UI, blank for other texts, a zero byte otherwise), numbers
-// completed to whole values, group lengths computed, and a value too long for a 16-bit length
-// field written as UN.
-void encodeDataSet(const DICOMObject& dataSet, TransferSyntax transferSyntax, FileSink& sink);
+// `transferSyntax`: trailing blanks of texts dropped and odd lengths padded (NUL for UI, blank
+// for other texts, a zero byte otherwise), numbers completed to whole values, group lengths
+// computed, and a value too long for a 16-bit length field written as UN.
+void encodeDataSet(const DICOMObject& dataSet, TransferSyntax transferSyntax, FileSink& sink,
+                   SequenceLengths lengths = SequenceLengths::Undefined, const SequenceOrder* order = nullptr);
+
+// The bytes an element takes when encoded so, header included.
+UINT32 encodedLength(const VR& element, TransferSyntax transferSyntax, SequenceLengths lengths);
+// The bytes the elements of an item take when encoded so, without the item's own tag and length.
+UINT32 encodedItemLength(const DICOMObject& item, TransferSyntax transferSyntax, SequenceLengths lengths);
+
+// Writes `header` (from encodeFileHeader) and the data set as a file at `path`, atomically.
+// Throws RuntimeException naming the file and the reason.
+void writeEncodedFile(const std::string& path, const std::string& header, const DICOMDataObject& dataSet,
+                      TransferSyntax transferSyntax, SequenceLengths lengths, const SequenceOrder* order = nullptr);
 
 }  // namespace refcntr

@@ -1,7 +1,6 @@
 // Reading and writing DICOM files through DCMTK.
 #include "refcntr/platform/DicomFile.h"
 
-#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -24,7 +23,6 @@
 #include "refcntr/platform/DataSetDecoder.h"
 #include "refcntr/platform/DataSetEncoder.h"
 #include "refcntr/platform/DcmtkBridge.h"
-#include "refcntr/platform/DcmtkFile.h"
 #include "refcntr/platform/Exceptions.h"
 #include "refcntr/platform/MAttributeTag.h"
 #include "refcntr/platform/ReadNotes.h"
@@ -89,52 +87,6 @@ DcmElement* findOverlongElement(DcmItem& item, Uint32 limit) {
     return nullptr;
 }
 
-E_TransferSyntax dcmtkTransferSyntax(TransferSyntax transferSyntax) {
-    switch (transferSyntax) {
-    case TransferSyntax::ExplicitBig: return EXS_BigEndianExplicit;
-    case TransferSyntax::ImplicitLittle: return EXS_LittleEndianImplicit;
-    case TransferSyntax::ExplicitLittle: break;
-    }
-    return EXS_LittleEndianExplicit;
-}
-
-// An empty file with a fresh name beside the destination, open for writing.
-struct TemporaryFile {
-    std::string name;
-    int descriptor;
-};
-
-// Creates it with the permissions a new file gets.
-TemporaryFile createTemporaryFile(const std::string& path) {
-    static std::atomic<unsigned> counter{0};
-    const std::string::size_type slash = path.rfind('/');
-    const std::string directory = slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
-    const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
-    for (int attempt = 0; attempt < 100; ++attempt) {
-        const std::string candidate = directory + "." + name + ".tmp" + std::to_string(getpid()) + "-" +
-                                      std::to_string(counter.fetch_add(1));
-        const int descriptor = ::open(candidate.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (descriptor >= 0) return {candidate, descriptor};
-        if (errno != EEXIST) failToWrite(path, errno == ENOENT ? "no such directory" : std::strerror(errno));
-    }
-    failToWrite(path, "cannot create a temporary file");
-}
-
-// Flushes the file (or directory) at `target` to disk.
-void flushToDisk(const std::string& target, const std::string& path) {
-    const int descriptor = ::open(target.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) failToWrite(path, std::string("cannot flush: ") + std::strerror(errno));
-    const int flushed = ::fsync(descriptor);
-    const int error = errno;
-    ::close(descriptor);
-    if (flushed != 0) failToWrite(path, std::string("cannot flush: ") + std::strerror(error));
-}
-
-std::string directoryOf(const std::string& path) {
-    const std::string::size_type slash = path.rfind('/');
-    if (slash == std::string::npos) return ".";
-    return slash == 0 ? "/" : path.substr(0, slash);
-}
 
 // Where DCMTK found each item of the directory record sequence, in sequence order.
 void collectRecordOffsets(DcmDataset& dataset, std::vector<UINT32>& offsets) {
@@ -146,19 +98,6 @@ void collectRecordOffsets(DcmDataset& dataset, std::vector<UINT32>& offsets) {
     }
 }
 
-// Group 0002 goes into the meta header, everything else into the data set.
-void splitIntoFile(const DICOMDataObject& dataSet, DcmMetaInfo& meta, DcmDataset& dataset) {
-    for (const auto& element : dataSet) {
-        std::unique_ptr<DcmElement> converted(newDcmElement(*element));
-        DcmItem& destination = element->GetGroup() == 0x0002 ? static_cast<DcmItem&>(meta) : dataset;
-        OFCondition status = destination.insert(converted.get(), OFTrue);
-        if (status.bad()) throw RuntimeException("element " + element->GetTag().ToString() + ": " + status.text());
-        converted.release();
-    }
-}
-
-// The file decoded straight into a data set, or null when it is not in the common form (or
-// cannot be read whole now; DCMTK's reading then reports why).
 std::unique_ptr<DICOMDataObject> decodeWholeFile(const std::string& path, std::size_t size,
                                                  std::vector<UINT32>* recordOffsets) {
     const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
@@ -251,76 +190,17 @@ std::unique_ptr<DICOMDataObject> readDicomFile(const std::string& path, std::vec
     return readFile(path, notes, &recordOffsets);
 }
 
-void toDcmFileFormat(const DICOMDataObject& dataSet, DcmFileFormat& file, TransferSyntax transferSyntax) {
-    DcmMetaInfo& meta = *file.getMetaInfo();
-    splitIntoFile(dataSet, meta, *file.getDataset());
-    const DcmXfer target(dcmtkTransferSyntax(transferSyntax));
-    const OFCondition status = meta.putAndInsertString(DCM_TransferSyntaxUID, target.getXferID());
-    if (status.bad()) throw RuntimeException(std::string("transfer syntax UID: ") + status.text());
-}
-
-namespace {
-
-// Writes a file through `write`, which fills the temporary file it is given (by its name or its
-// descriptor); the temporary file is flushed to disk and renamed into place, then the
-// directory flushed.
-template <typename Write>
-void replaceAtomically(const std::string& path, Write write) {
-    const TemporaryFile temporary = createTemporaryFile(path);
-    try {
-        write(temporary);
-        if (::fsync(temporary.descriptor) != 0) failToWrite(path, std::string("cannot flush: ") + std::strerror(errno));
-    } catch (...) {
-        ::close(temporary.descriptor);
-        std::remove(temporary.name.c_str());
-        throw;
-    }
-    const bool closed = ::close(temporary.descriptor) == 0;
-    if (!closed || std::rename(temporary.name.c_str(), path.c_str()) != 0) {
-        const int error = errno;
-        std::remove(temporary.name.c_str());
-        failToWrite(path, std::strerror(error));
-    }
-    flushToDisk(directoryOf(path), path);
-}
-
-}  // namespace
-
-void saveDcmFileFormat(const std::string& path, DcmFileFormat& file, TransferSyntax transferSyntax,
-                       SequenceLengths lengths) {
-    replaceAtomically(path, [&](const TemporaryFile& temporary) {
-        const OFCondition status = file.saveFile(temporary.name.c_str(), dcmtkTransferSyntax(transferSyntax),
-                                                 lengths == SequenceLengths::Explicit ? EET_ExplicitLength : EET_UndefinedLength,
-                                                 EGL_recalcGL, EPD_noChange, 0, 0, EWM_fileformat);
-        if (status.bad()) failToWrite(path, status.text());
-    });
-}
-
 void writeDicomFile(const std::string& path, const DICOMDataObject& dataSet, TransferSyntax transferSyntax) {
-    // A media directory's record offsets count the bytes of the explicit-length items DCMTK lays out.
-    if (dataSet.GetVR(0x0004, 0x1220) != nullptr) {
-        DcmFileFormat file;
-        try {
-            toDcmFileFormat(dataSet, file, transferSyntax);
-        } catch (const RuntimeException& error) {
-            failToWrite(path, error.GetMessage());
-        }
-        saveDcmFileFormat(path, file, transferSyntax, SequenceLengths::Explicit);
-        return;
-    }
-    // Anything else is encoded straight from the data set, after DCMTK's meta header.
     std::string header;
     try {
         header = encodeFileHeader(dataSet, transferSyntax);
     } catch (const RuntimeException& error) {
         failToWrite(path, error.GetMessage());
     }
-    replaceAtomically(path, [&](const TemporaryFile& temporary) {
-        FileSink sink(temporary.descriptor, path);
-        sink.Put(header.data(), header.size());
-        encodeDataSet(dataSet, transferSyntax, sink);
-        sink.Flush();
-    });
+    // A media directory's record offsets count the bytes of explicit-length items.
+    const bool mediaDirectory = dataSet.GetVR(0x0004, 0x1220) != nullptr;
+    writeEncodedFile(path, header, dataSet, transferSyntax,
+                     mediaDirectory ? SequenceLengths::Explicit : SequenceLengths::Undefined);
 }
 
 }  // namespace refcntr
