@@ -82,7 +82,7 @@ public:
     /// Saves the IOD, lays the records out parent before children, each level in link order,
     /// sets every record's offsets (0004,1400), (0004,1420) and the root offsets (0004,1200),
     /// (0004,1202) for the encoding actually written, and writes atomically: a temporary file
-    /// beside `path`, flushed to disk, renamed into place, then the directory flushed. On any
+    /// beside `path`, flushed to disk and renamed into place. On any
     /// failure `path` is left as it was. A record without an in-use flag gets 0xFFFF (in use), a
     /// directory without a consistency flag (0004,1212) gets 0. Throws RuntimeException naming
     /// the file and the reason.

@@ -39,22 +39,6 @@ TemporaryFile createTemporaryFile(const std::string& path) {
     failToWrite(path, "cannot create a temporary file");
 }
 
-std::string directoryOf(const std::string& path) {
-    const std::string::size_type slash = path.rfind('/');
-    if (slash == std::string::npos) return ".";
-    return slash == 0 ? "/" : path.substr(0, slash);
-}
-
-// Flushes the directory that holds `path`, so that the rename survives a crash.
-void flushDirectory(const std::string& path) {
-    const int descriptor = ::open(directoryOf(path).c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) failToWrite(path, std::string("cannot flush: ") + std::strerror(errno));
-    const int flushed = ::fsync(descriptor);
-    const int error = errno;
-    ::close(descriptor);
-    if (flushed != 0) failToWrite(path, std::string("cannot flush: ") + std::strerror(error));
-}
-
 }  // namespace
 
 void replaceFileAtomically(const std::string& path, const std::function<void(int descriptor)>& write) {
@@ -73,7 +57,6 @@ void replaceFileAtomically(const std::string& path, const std::function<void(int
         std::remove(temporary.name.c_str());
         failToWrite(path, std::strerror(error));
     }
-    flushDirectory(path);
 }
 
 }  // namespace refcntr

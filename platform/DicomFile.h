@@ -16,7 +16,9 @@ enum class TransferSyntax { ExplicitLittle, ExplicitBig, ImplicitLittle };
 // Reads a file (with or without a preamble and meta header). The file meta group (0002) is
 // merged into the returned data set; the data set's byte order is the file's (big endian for
 // explicit VR big endian, little otherwise). Throws RuntimeException naming the file and the
-// reason when the file is missing, empty, truncated or not DICOM.
+// reason when the file is missing, empty, truncated or not DICOM. A common file is decoded
+// straight into the data set; any other is parsed by DCMTK. Either way the data set is the one
+// DCMTK's reading gives.
 std::unique_ptr<DICOMDataObject> readDicomFile(const std::string& path);
 // The same, and in `notes` one line for each fault DCMTK read past (a value of odd length, a VR
 // other than the dictionary's), naming the element and what was done with it.
@@ -33,11 +35,11 @@ std::unique_ptr<DICOMDataObject> readDicomFile(const std::string& path, std::vec
 // SOP class and instance, implementation) are filled in from the data set by DCMTK, so a data
 // set saved from containers built from nothing needs only its SOP common module's UIDs.
 // The data set is encoded as DCMTK encodes it, with undefined-length sequences and items;
-// a media directory (a data set with a directory record sequence) is written by DCMTK with
-// explicit lengths, which its record offsets count.
-// The file is written to a temporary file beside `path`, flushed to disk, renamed into place and
-// the directory flushed, so a failure (or a crash) never leaves a partial file. Throws
-// RuntimeException naming the file and the reason.
+// a media directory (a data set with a directory record sequence) is written with explicit
+// lengths, which its record offsets count.
+// The file is written to a temporary file beside `path`, flushed to disk and renamed into
+// place, so a failure (or a crash) never leaves a partial file. Throws RuntimeException naming
+// the file and the reason.
 void writeDicomFile(const std::string& path, const DICOMDataObject& dataSet, TransferSyntax transferSyntax);
 
 // DCMTK's item (values in native order) as a little-endian data set.
