@@ -125,7 +125,7 @@ class Text(Kind):
     writer = "writeText"
 
     def storage(self, c):
-        return "RWCString"
+        return "TextValue"
 
     def declarations(self, c):
         return [f"RWCString get{c.name}Element() const {{ return {c.member}; }}",

@@ -99,6 +99,8 @@ class Renderer:
                     includes.add(self.header_of(attribute.arguments[0]))
                 if attribute.kind == "aetitle":
                     includes.add("refcntr/platform/AETitle.h")
+                if attribute.kind == "text":
+                    includes.add("refcntr/core/TextValue.h")
             for child in container.children:
                 forward.add(child.class_name)
         includes.discard(self.schema.header)

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "refcntr/core/OwnedArray.h"
+#include "refcntr/core/TextValue.h"
 #include "refcntr/platform/AETitle.h"
 #include "refcntr/platform/Types.h"
 
@@ -20,6 +21,7 @@ public:
     explicit AttributeDump(int indent);
 
     void text(const char* name, int present, const RWCString& value);
+    void text(const char* name, int present, const TextValue& value) { text(name, present, RWCString(value)); }
     void texts(const char* name, int present, const RWTValOrderedVector<RWCString>& values);
     void aeTitle(const char* name, int present, const AETitle& value);
     void number(const char* name, int present, long long value);

@@ -7,6 +7,7 @@
 
 #include "refcntr/core/ContainerUtils.h"
 #include "refcntr/core/OwnedArray.h"
+#include "refcntr/core/TextValue.h"
 #include "refcntr/core/PSChangeHandler.h"
 #include "refcntr/platform/AETitle.h"
 #include "refcntr/platform/DICOMDataObject.h"
@@ -19,6 +20,8 @@ namespace attribute {
 
 bool readText(const DICOMDataObject& data, UINT16 group, UINT16 element, RWCString& value);
 bool readText(const DICOMDataObject& data, const char* creator, UINT8 offset, UINT16 group, RWCString& value);
+bool readText(const DICOMDataObject& data, UINT16 group, UINT16 element, TextValue& value);
+bool readText(const DICOMDataObject& data, const char* creator, UINT8 offset, UINT16 group, TextValue& value);
 // Splits at every backslash: inner empty values are kept, an empty last value is not.
 bool readTexts(const DICOMDataObject& data, UINT16 group, UINT16 element, RWTValOrderedVector<RWCString>& values);
 bool readAETitle(const DICOMDataObject& data, UINT16 group, UINT16 element, AETitle& value);

@@ -5,6 +5,7 @@
 
 #include "refcntr/core/MVRFactory.h"
 #include "refcntr/core/OwnedArray.h"
+#include "refcntr/core/TextValue.h"
 #include "refcntr/platform/AETitle.h"
 #include "refcntr/platform/DICOMDataObject.h"
 
@@ -20,6 +21,9 @@ using Factory = MVRFactory<VR>;
 void writeText(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, const RWCString& value);
 void writeText(DICOMDataObject& data, Factory& factory, const char* creator, UINT8 offset, UINT16 group,
                const RWCString& value);
+void writeText(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, const TextValue& value);
+void writeText(DICOMDataObject& data, Factory& factory, const char* creator, UINT8 offset, UINT16 group,
+               const TextValue& value);
 void writeTexts(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element,
                 const RWTValOrderedVector<RWCString>& values);
 void writeAETitle(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, const AETitle& value);
