@@ -23,22 +23,22 @@
 
 namespace refcntr {
 
-FileSink::FileSink(int descriptor, std::string path) : itsDescriptor(descriptor), itsPath(std::move(path)) {
-    itsBuffer.reserve(1 << 16);
-}
+FileSink::FileSink(int descriptor, std::string path)
+    : itsDescriptor(descriptor), itsPath(std::move(path)), itsBuffer(new unsigned char[capacity]) {}
 
 void FileSink::PutLarge(const void* bytes, std::size_t length) {
     Flush();
-    const auto* begin = static_cast<const unsigned char*>(bytes);
-    if (length >= itsBuffer.capacity())
-        WriteOut(begin, length);
-    else
-        itsBuffer.insert(itsBuffer.end(), begin, begin + length);
+    if (length >= capacity) {
+        WriteOut(static_cast<const unsigned char*>(bytes), length);
+        return;
+    }
+    std::memcpy(itsBuffer.get(), bytes, length);
+    itsFilled = length;
 }
 
 void FileSink::Flush() {
-    WriteOut(itsBuffer.data(), itsBuffer.size());
-    itsBuffer.clear();
+    WriteOut(itsBuffer.get(), itsFilled);
+    itsFilled = 0;
 }
 
 void FileSink::WriteOut(const unsigned char* bytes, std::size_t length) {

@@ -4,6 +4,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -20,23 +22,26 @@ public:
     FileSink(int descriptor, std::string path);
     // Inline: the encoder puts every tag, length and value through here.
     void Put(const void* bytes, std::size_t length) {
-        if (itsBuffer.size() + length > itsBuffer.capacity()) {
+        if (length > capacity - itsFilled) {
             PutLarge(bytes, length);
             return;
         }
-        const auto* begin = static_cast<const unsigned char*>(bytes);
-        itsBuffer.insert(itsBuffer.end(), begin, begin + length);
+        std::memcpy(itsBuffer.get() + itsFilled, bytes, length);
+        itsFilled += length;
     }
     // Writes out what is buffered. Throws RuntimeException naming the file and the system's reason.
     void Flush();
 
 private:
+    static constexpr std::size_t capacity = 1 << 16;
+
     void PutLarge(const void* bytes, std::size_t length);
     void WriteOut(const unsigned char* bytes, std::size_t length);
 
     int itsDescriptor;
     std::string itsPath;
-    std::vector<unsigned char> itsBuffer;
+    std::unique_ptr<unsigned char[]> itsBuffer;
+    std::size_t itsFilled = 0;
 };
 
 // The preamble, "DICM" and the file meta information of a file holding `dataSet`, exactly as
