@@ -82,7 +82,9 @@ public:
         const UINT32 key = (UINT32(group) << 16) | element;
         auto found = itsStandard.find(key);
         if (found != itsStandard.end()) return found->second;
-        return itsStandard.emplace(key, lookUp(DcmTagKey(group, element), nullptr)).first->second;
+        const UINT16 code = lookUp(DcmTagKey(group, element), nullptr);
+        if (itsStandard.size() < mostRemembered) itsStandard.emplace(key, code);
+        return code;
     }
     UINT16 privateEntry(const char* creator, UINT16 group, UINT8 offset) {
         std::string key(creator);
@@ -92,10 +94,16 @@ public:
         key += char(offset);
         auto found = itsPrivate.find(key);
         if (found != itsPrivate.end()) return found->second;
-        return itsPrivate.emplace(std::move(key), lookUp(DcmTagKey(group, offset), creator)).first->second;
+        const UINT16 code = lookUp(DcmTagKey(group, offset), creator);
+        if (itsPrivate.size() < mostRemembered) itsPrivate.emplace(std::move(key), code);
+        return code;
     }
 
 private:
+    // Files full of made-up tags must not make the memo grow without end: past this many tags,
+    // the others are looked up each time.
+    static constexpr std::size_t mostRemembered = 1 << 16;
+
     static UINT16 lookUp(const DcmTagKey& tag, const char* creator) {
         registerPrivateEntriesWithDcmtk();
         const DcmDataDictionary& dictionary = dcmDataDict.rdlock();
