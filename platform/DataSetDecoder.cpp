@@ -4,6 +4,7 @@
 
 #include "refcntr/platform/ByteOrder.h"
 #include "refcntr/platform/DataDictionary.h"
+#include "refcntr/platform/LengthField.h"
 #include "refcntr/platform/MDDEntry.h"
 #include "refcntr/platform/SequenceVR.h"
 
@@ -14,17 +15,6 @@ namespace {
 constexpr UINT32 undefinedLength = 0xFFFFFFFF;
 // Deeper nesting is left to DCMTK's reader and its handling of hostile files.
 constexpr int deepestNesting = 64;
-
-bool hasLongLength(UINT16 vrCode) {
-    switch (vrCode) {
-    case VRCode::OB: case VRCode::OD: case VRCode::OF: case VRCode::OL: case VRCode::OV: case VRCode::OW:
-    case VRCode::SQ: case VRCode::UC: case VRCode::UN: case VRCode::UR: case VRCode::UT: case VRCode::SV:
-    case VRCode::UV:
-        return true;
-    default:
-        return false;
-    }
-}
 
 // Whether DCMTK reads an element of this VR where the dictionary has `dictionaryCode` without a note.
 bool agreesWithDictionary(UINT16 vrCode, UINT16 dictionaryCode) {
@@ -122,7 +112,7 @@ private:
         const ValueType type = MDDEntry::UShortToValueType(vrCode);
         if (type == ValueType::Unknown || type == ValueType::Ambiguous || vrCode == VRCode::UN) return false;
         UINT32 length = 0;
-        if (hasLongLength(vrCode)) {
+        if (hasLongLengthField(vrCode)) {
             if (itsPosition + 12 > itsSize) return false;
             length = Number32(itsPosition + 8);
             itsPosition += 12;

@@ -18,6 +18,7 @@
 #include "refcntr/platform/ByteOrder.h"
 #include "refcntr/platform/DcmtkBridge.h"
 #include "refcntr/platform/Exceptions.h"
+#include "refcntr/platform/LengthField.h"
 #include "refcntr/platform/MDDEntry.h"
 #include "refcntr/platform/SequenceVR.h"
 
@@ -60,18 +61,6 @@ E_TransferSyntax dcmtkSyntax(TransferSyntax transferSyntax) {
     case TransferSyntax::ExplicitLittle: break;
     }
     return EXS_LittleEndianExplicit;
-}
-
-// VRs whose explicit encoding has two reserved bytes and a 32-bit length.
-bool hasLongLength(UINT16 vrCode) {
-    switch (vrCode) {
-    case VRCode::OB: case VRCode::OD: case VRCode::OF: case VRCode::OL: case VRCode::OV: case VRCode::OW:
-    case VRCode::SQ: case VRCode::UC: case VRCode::UN: case VRCode::UR: case VRCode::UT: case VRCode::SV:
-    case VRCode::UV:
-        return true;
-    default:
-        return false;
-    }
 }
 
 constexpr UINT32 undefinedLength = 0xFFFFFFFF;
@@ -134,7 +123,7 @@ public:
         if (vrCode == VRCode::SQ) return (itsExplicitVR ? 12 : 8) + SequenceSize(element);
         const UINT32 length = writtenValue(element, vrCode).length;
         if (!itsExplicitVR) return 8 + length;
-        return (hasLongLength(vrCode) || length > 0xFFFF ? 12 : 8) + length;
+        return (hasLongLengthField(vrCode) || length > 0xFFFF ? 12 : 8) + length;
     }
 
     UINT32 ItemSize(const DICOMObject& item) const {
@@ -195,7 +184,7 @@ private:
         }
         const WrittenValue value = writtenValue(element, vrCode);
         // A value too long for a 16-bit length field is written as UN, as DCMTK does.
-        const bool tooLong = itsExplicitVR && !hasLongLength(vrCode) && value.length > 0xFFFF;
+        const bool tooLong = itsExplicitVR && !hasLongLengthField(vrCode) && value.length > 0xFFFF;
         Header(element.GetGroup(), element.GetElement(), tooLong ? VRCode::UN : vrCode, value.length);
         if (value.length == 0) return;
         if (value.width > 1 && element.GetEndian() != itsEndian) {
@@ -221,7 +210,7 @@ private:
         }
         const unsigned char letters[2] = {UINT8(vrCode >> 8), UINT8(vrCode & 0xFF)};
         itsSink->Put(letters, 2);
-        if (hasLongLength(vrCode)) {
+        if (hasLongLengthField(vrCode)) {
             Number16(0);
             Number32(length);
         } else {
