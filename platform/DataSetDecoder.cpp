@@ -2,7 +2,6 @@
 
 #include <cstring>
 
-#include "refcntr/platform/ByteOrder.h"
 #include "refcntr/platform/DataDictionary.h"
 #include "refcntr/platform/LengthField.h"
 #include "refcntr/platform/MDDEntry.h"
