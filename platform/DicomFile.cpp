@@ -25,6 +25,7 @@
 #include "refcntr/platform/DcmtkBridge.h"
 #include "refcntr/platform/Exceptions.h"
 #include "refcntr/platform/MAttributeTag.h"
+#include "refcntr/platform/NestingDepth.h"
 #include "refcntr/platform/ReadNotes.h"
 
 namespace refcntr {
@@ -98,8 +99,8 @@ void collectRecordOffsets(DcmDataset& dataset, std::vector<UINT32>& offsets) {
     }
 }
 
-std::unique_ptr<DICOMDataObject> decodeWholeFile(const std::string& path, std::size_t size,
-                                                 std::vector<UINT32>* recordOffsets) {
+// The whole file, or null when it cannot be read whole now (DCMTK's reading then reports why).
+std::unique_ptr<unsigned char[]> readWholeFile(const std::string& path, std::size_t size) {
     const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0) return nullptr;
     std::unique_ptr<unsigned char[]> bytes(new (std::nothrow) unsigned char[size]);
@@ -111,8 +112,7 @@ std::unique_ptr<DICOMDataObject> decodeWholeFile(const std::string& path, std::s
         filled += std::size_t(count);
     }
     ::close(descriptor);
-    if (!bytes || filled != size) return nullptr;
-    return decodeCommonFile(bytes.get(), size, recordOffsets);
+    return filled == size ? std::move(bytes) : nullptr;
 }
 
 std::unique_ptr<DICOMDataObject> readFile(const std::string& path, std::vector<std::string>* notes,
@@ -125,9 +125,15 @@ std::unique_ptr<DICOMDataObject> readFile(const std::string& path, std::vector<s
     if (status.st_size == 0) failToRead(path, "empty file");
     if (::access(path.c_str(), R_OK) != 0) failToRead(path, systemError(errno));
     if (!looksLikeDicom(path)) failToRead(path, "not a DICOM file");
-    // The common file is decoded straight into our data set; anything else goes through DCMTK.
-    if (std::unique_ptr<DICOMDataObject> decoded = decodeWholeFile(path, std::size_t(status.st_size), recordOffsets))
-        return decoded;
+    // The common file is decoded straight into our data set; anything else goes through DCMTK,
+    // unless its sequences nest deeper than DCMTK's recursive parser can go.
+    const std::size_t size = std::size_t(status.st_size);
+    if (const std::unique_ptr<unsigned char[]> bytes = readWholeFile(path, size)) {
+        if (std::unique_ptr<DICOMDataObject> decoded = decodeCommonFile(bytes.get(), size, recordOffsets))
+            return decoded;
+        if (sequenceNestingDepth(bytes.get(), size, deepestSequenceNesting) > deepestSequenceNesting)
+            failToRead(path, "sequences nested more than " + std::to_string(deepestSequenceNesting) + " levels deep");
+    }
 
     DcmFileFormat file;
     OFCondition loaded = EC_Normal;

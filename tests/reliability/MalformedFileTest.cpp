@@ -5,8 +5,10 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -15,6 +17,7 @@
 #include "refcntr/platform/DICOMDataObject.h"
 #include "refcntr/platform/DicomFile.h"
 #include "refcntr/platform/Exceptions.h"
+#include "refcntr/platform/SequenceVR.h"
 
 namespace refcntr {
 namespace {
@@ -311,6 +314,72 @@ TEST(MalformedFiles, ManyFaultsGetAHundredNotesAndACountOfTheRest) {
     ASSERT_EQ(101u, notes.size());
     EXPECT_EQ("(0070,0042) ImageRotation: VR CS where the dictionary has US; kept as read", notes[99]);
     EXPECT_EQ("and 50 more", notes[100]);
+}
+
+// A presentation state whose content sequence nests `depth` levels deep, in explicit VR with
+// undefined lengths.
+std::string nestedExplicitly(std::size_t depth) {
+    Bytes file = presentationStateStart();
+    for (std::size_t level = 0; level < depth; ++level) file.undefinedLengthSequence(0x0040, 0xA730).undefinedLengthItem();
+    file.element(0x0040, 0xA040, "CS", "TEXT");
+    for (std::size_t level = 0; level < depth; ++level) file.itemDelimiter().sequenceDelimiter();
+    return file.str();
+}
+
+// The same as a bare implicit VR data set with defined lengths.
+std::string nestedImplicitly(std::size_t depth) {
+    auto implicitElement = [](Bytes& bytes, std::uint16_t group, std::uint16_t element, std::uint32_t length) {
+        bytes.u16(group).u16(element).u32(length);
+    };
+    Bytes file;
+    implicitElement(file, 0x0008, 0x0060, 2);
+    file.raw("PR");
+    // Lengths from the inside out: an item holds the level within, a sequence its one item.
+    std::vector<std::uint32_t> itemLengths(depth);
+    std::uint32_t inner = 8 + 4;  // the innermost element
+    for (std::size_t level = depth; level-- > 0;) {
+        itemLengths[level] = inner;
+        inner = 8 + 8 + inner;
+    }
+    for (std::size_t level = 0; level < depth; ++level) {
+        implicitElement(file, 0x0040, 0xA730, 8 + itemLengths[level]);
+        implicitElement(file, 0xFFFE, 0xE000, itemLengths[level]);
+    }
+    implicitElement(file, 0x0040, 0xA040, 4);
+    return file.raw("TEXT").str();
+}
+
+// DCMTK's parser recurses once per level; nesting past the limit is refused by name before it
+// runs out of stack, in either encoding, and up to the limit the file is read.
+TEST(MalformedFiles, SequencesNestedPastTheLimitAreRefusedBeforeTheParserRunsOutOfStack) {
+    ScratchDirectory directory;
+    const std::pair<const char*, std::string (*)(std::size_t)> encodings[] = {{"explicit", nestedExplicitly},
+                                                                              {"implicit", nestedImplicitly}};
+    for (const auto& [name, nested] : encodings) {
+        SCOPED_TRACE(name);
+        const std::string path = directory.File(std::string(name) + ".dcm");
+        writeWholeFile(path, nested(1000));
+        const std::unique_ptr<DICOMDataObject> read = readDicomFile(path);
+        std::size_t depth = 0;
+        for (const DICOMObject* level = read.get(); level != nullptr; ++depth) {
+            const VR* content = level->GetVR(0x0040, 0xA730);
+            const SequenceVR* sequence = content != nullptr ? content->GetAsSequenceVR() : nullptr;
+            level = sequence != nullptr && sequence->GetNumberOfItems() == 1 ? sequence->GetSequenceItems()[0] : nullptr;
+        }
+        EXPECT_EQ(depth, 1001u);
+        for (std::size_t tooDeep : {std::size_t(1001), std::size_t(100000)}) {
+            writeWholeFile(path, nested(tooDeep));
+            try {
+                readDicomFile(path);
+                ADD_FAILURE() << tooDeep << " levels were read";
+            } catch (const RuntimeException& error) {
+                EXPECT_EQ(error.GetMessage(), "cannot read '" + path + "': sequences nested more than 1000 levels deep");
+            }
+        }
+        const Outcome dump = runRefcntr("dump " + quoted(path), directory);
+        EXPECT_EQ(dump.exitCode, 1);
+        EXPECT_TRUE(contains(dump.err, "nested more than 1000 levels deep")) << dump.err;
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(EachDamage, MalformedFile, ::testing::ValuesIn(damages),

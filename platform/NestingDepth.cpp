@@ -1,0 +1,147 @@
+#include "refcntr/platform/NestingDepth.h"
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "refcntr/platform/DataDictionary.h"
+#include "refcntr/platform/LengthField.h"
+#include "refcntr/platform/MDDEntry.h"
+
+namespace refcntr {
+
+namespace {
+
+constexpr UINT32 undefinedLength = 0xFFFFFFFF;
+constexpr std::size_t noEnd = std::size_t(-1);
+
+class NestingScanner {
+public:
+    NestingScanner(const unsigned char* bytes, std::size_t size) : itsBytes(bytes), itsSize(size) {}
+
+    std::size_t Depth(std::size_t limit) {
+        std::size_t position = Start();
+        std::size_t depth = 0, deepest = 0;
+        while (position + 8 <= itsSize) {
+            while (!itsFrames.empty() && itsFrames.back().end != noEnd && position >= itsFrames.back().end)
+                depth -= Close();
+            const UINT16 group = Number16(position), element = Number16(position + 2);
+            if (group == 0xFFFE) {
+                const UINT32 length = Number32(position + 4);
+                position += 8;
+                if (element == 0xE000)
+                    itsFrames.push_back({length == undefinedLength ? noEnd : position + length, false, false});
+                else if (element == 0xE00D && !itsFrames.empty() && !itsFrames.back().sequence)
+                    depth -= Close();
+                else if (element == 0xE0DD)
+                    depth -= CloseSequence();
+                continue;
+            }
+            UINT32 length = 0;
+            bool sequence = false;
+            if (itsExplicitVR) {
+                const UINT16 vrCode = VRCode::make(char(itsBytes[position + 4]), char(itsBytes[position + 5]));
+                if (hasLongLengthField(vrCode)) {
+                    if (position + 12 > itsSize) break;
+                    length = Number32(position + 8);
+                    position += 12;
+                } else {
+                    length = Number16(position + 6);
+                    position += 8;
+                }
+                sequence = vrCode == VRCode::SQ || (vrCode == VRCode::UN && length == undefinedLength);
+            } else {
+                length = Number32(position + 4);
+                position += 8;
+                sequence = length == undefinedLength ||
+                           InstanceSpecificDataDictionary::TypeVR(group, element) == VRCode::SQ;
+            }
+            // Encapsulated pixel data holds items too, but DCMTK reads them without recursing.
+            const bool counts = sequence && !(group == 0x7FE0 && element == 0x0010);
+            if (sequence || length == undefinedLength) {
+                itsFrames.push_back({length == undefinedLength ? noEnd : position + length, true, counts});
+                if (counts && ++depth > deepest) deepest = depth;
+                if (deepest > limit) break;
+                continue;
+            }
+            if (length > itsSize - position) break;
+            position += length;
+        }
+        return deepest;
+    }
+
+private:
+    struct Frame {
+        std::size_t end;  // noEnd when closed by a delimiter
+        bool sequence;    // a sequence, or an item
+        bool counts;      // a level of nesting
+    };
+
+    // The first byte of the data set, after the meta header; sets the encoding.
+    std::size_t Start() {
+        std::size_t position = 0;
+        if (itsSize >= 132 && std::memcmp(itsBytes + 128, "DICM", 4) == 0) {
+            position = 132;
+            std::string syntax;
+            while (position + 8 <= itsSize && Number16(position) == 0x0002) {
+                const UINT16 element = Number16(position + 2);
+                const UINT16 vrCode = VRCode::make(char(itsBytes[position + 4]), char(itsBytes[position + 5]));
+                const bool longLength = hasLongLengthField(vrCode);
+                if (longLength && position + 12 > itsSize) break;
+                const std::size_t length = longLength ? Number32(position + 8) : Number16(position + 6);
+                position += longLength ? 12 : 8;
+                if (length > itsSize - position) break;
+                if (element == 0x0010) syntax.assign(reinterpret_cast<const char*>(itsBytes + position), length);
+                position += length;
+            }
+            while (!syntax.empty() && (syntax.back() == '\0' || syntax.back() == ' ')) syntax.pop_back();
+            itsExplicitVR = syntax != "1.2.840.10008.1.2";
+            itsBigEndian = syntax == "1.2.840.10008.1.2.2";
+            return position;
+        }
+        // A bare data set: explicit VR when two capital letters follow the first tag.
+        itsBigEndian = itsSize >= 2 && itsBytes[0] == 0 && itsBytes[1] != 0;
+        itsExplicitVR = itsSize >= 6 && itsBytes[4] >= 'A' && itsBytes[4] <= 'Z' && itsBytes[5] >= 'A' && itsBytes[5] <= 'Z';
+        return 0;
+    }
+
+    // Closes the innermost frame; returns the levels that closes.
+    std::size_t Close() {
+        const std::size_t levels = itsFrames.back().counts ? 1 : 0;
+        itsFrames.pop_back();
+        return levels;
+    }
+
+    // Closes frames up to and including the innermost sequence.
+    std::size_t CloseSequence() {
+        std::size_t levels = 0;
+        while (!itsFrames.empty()) {
+            const bool sequence = itsFrames.back().sequence;
+            levels += Close();
+            if (sequence) break;
+        }
+        return levels;
+    }
+
+    UINT16 Number16(std::size_t at) const {
+        return itsBigEndian ? UINT16(itsBytes[at] << 8 | itsBytes[at + 1]) : UINT16(itsBytes[at] | itsBytes[at + 1] << 8);
+    }
+    UINT32 Number32(std::size_t at) const {
+        const UINT32 low = Number16(at), high = Number16(at + 2);
+        return itsBigEndian ? (low << 16 | high) : (high << 16 | low);
+    }
+
+    const unsigned char* itsBytes;
+    std::size_t itsSize;
+    bool itsExplicitVR = true;
+    bool itsBigEndian = false;
+    std::vector<Frame> itsFrames;
+};
+
+}  // namespace
+
+std::size_t sequenceNestingDepth(const unsigned char* bytes, std::size_t size, std::size_t limit) {
+    return NestingScanner(bytes, size).Depth(limit);
+}
+
+}  // namespace refcntr
