@@ -47,7 +47,7 @@ void FileSink::WriteOut(const unsigned char* bytes, std::size_t length) {
     while (written < length) {
         const ssize_t count = ::write(itsDescriptor, bytes + written, length - written);
         if (count < 0 && errno == EINTR) continue;
-        if (count < 0) throw RuntimeException("cannot write '" + itsPath + "': " + std::strerror(errno));
+        if (count < 0) throw RuntimeException("cannot write '" + itsPath + "': " + describeSystemError(errno));
         written += std::size_t(count);
     }
 }
@@ -160,7 +160,8 @@ private:
             const auto& items = sequence->GetSequenceItems();
             const bool ordered = topLevel && itsOrder != nullptr && itsOrder->sequence == element.GetTag();
             if (ordered && itsOrder->items.size() != items.size())
-                throw RuntimeException("element " + element.GetTag().ToString() + ": the item order does not fit");
+                throw RuntimeException("cannot write '" + itsSink->Path() + "': element " + element.GetTag().ToString() +
+                                       ": the item order does not fit");
             for (std::size_t k = 0; k < items.size(); ++k) {
                 const DICOMDataObject& item = *items.at(ordered ? itsOrder->items[k] : k);
                 Tag(0xFFFE, 0xE000);
@@ -313,11 +314,7 @@ void writeEncodedFile(const std::string& path, const std::string& header, const 
     replaceFileAtomically(path, [&](int descriptor) {
         FileSink sink(descriptor, path);
         sink.Put(header.data(), header.size());
-        try {
-            encodeDataSet(dataSet, transferSyntax, sink, lengths, order);
-        } catch (const RuntimeException& error) {
-            throw RuntimeException("cannot write '" + path + "': " + error.GetMessage());
-        }
+        encodeDataSet(dataSet, transferSyntax, sink, lengths, order);
         sink.Flush();
     });
 }

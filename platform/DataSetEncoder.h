@@ -31,6 +31,7 @@ public:
     }
     // Writes out what is buffered. Throws RuntimeException naming the file and the system's reason.
     void Flush();
+    const std::string& Path() const { return itsPath; }
 
 private:
     static constexpr std::size_t capacity = 1 << 16;

@@ -20,6 +20,7 @@
 #include <dcmtk/dcmdata/dcmetinf.h>
 #include <dcmtk/dcmdata/dcxfer.h>
 
+#include "refcntr/platform/AtomicFile.h"
 #include "refcntr/platform/DataSetDecoder.h"
 #include "refcntr/platform/DataSetEncoder.h"
 #include "refcntr/platform/DcmtkBridge.h"
@@ -38,11 +39,6 @@ namespace {
 
 [[noreturn]] void failToWrite(const std::string& path, const std::string& reason) {
     throw RuntimeException("cannot write '" + path + "': " + reason);
-}
-
-std::string systemError(int error) {
-    if (error == ENOENT) return "no such file";
-    return std::strerror(error);
 }
 
 // A file is taken for DICOM when it has the "DICM" prefix after its 128-byte preamble, or, for
@@ -120,10 +116,10 @@ std::unique_ptr<DICOMDataObject> readFile(const std::string& path, std::vector<s
     registerPrivateEntriesWithDcmtk();
 
     struct stat status;
-    if (::stat(path.c_str(), &status) != 0) failToRead(path, systemError(errno));
+    if (::stat(path.c_str(), &status) != 0) failToRead(path, describeSystemError(errno));
     if (S_ISDIR(status.st_mode)) failToRead(path, "is a directory");
     if (status.st_size == 0) failToRead(path, "empty file");
-    if (::access(path.c_str(), R_OK) != 0) failToRead(path, systemError(errno));
+    if (::access(path.c_str(), R_OK) != 0) failToRead(path, describeSystemError(errno));
     if (!looksLikeDicom(path)) failToRead(path, "not a DICOM file");
     // The common file is decoded straight into our data set; anything else goes through DCMTK,
     // unless its sequences nest deeper than DCMTK's recursive parser can go.

@@ -9,10 +9,11 @@
 #include "Commands.h"
 #include "DataSetDifference.h"
 #include "InputFile.h"
-#include "PendingFile.h"
 #include "StoredObject.h"
 #include "refcntr/directory/DirectoryFile.h"
+#include "refcntr/platform/AtomicFile.h"
 #include "refcntr/platform/DicomFile.h"
+#include "refcntr/platform/Exceptions.h"
 
 namespace refcntr::cli {
 
@@ -84,39 +85,41 @@ int roundtrip(const std::vector<std::string>& arguments) {
     warnOfReadNotes(inPath, notes);
     const StoredObjectKind kind = containerKindFor(*input, "roundtrip", inPath);
 
-    // Written beside OUT and read back, so that the check covers the file as written; OUT
-    // is replaced only when the file passes.
-    PendingFile pending(outPath);
+    // The file written is read back before it replaces OUT, so that the check covers the file
+    // as written; with --strict, OUT stays as it was when anything would be lost.
+    struct Refused {};
     const TransferSyntax syntax = syntaxName ? chosenSyntax : inputTransferSyntax(*input);
+    std::vector<std::string> missing;
+    const ReplacementCheck check([&](const std::string& writtenFile) {
+        std::unique_ptr<DICOMDataObject> written;
+        try {
+            written = readDicomFile(writtenFile);
+        } catch (const std::exception& error) {
+            throw Failure("cannot read back '" + outPath + "': " + error.what());
+        }
+        if (directory) std::cout << "record offsets recomputed for " << transferSyntaxOption(syntax) << '\n';
+        missing = missingElements(*input, *written);
+        for (const std::string& path : missing) std::cout << path << " missing\n";
+        std::cout << counted(missing.size(), "attribute") << " missing\n";
+        std::cout.flush();
+        if (!missing.empty() && command.has("--strict")) throw Refused{};
+    });
     try {
         if (directory)
-            directory->write(pending.path(), syntax);
+            directory->write(outPath, syntax);
         else
-            writeSaved(*input, kind, inPath, pending.path(), syntax);
-    } catch (const Failure&) {
-        throw;
-    } catch (const std::exception& error) {
-        throw Failure("cannot write '" + outPath + "': " + error.what());
-    }
-    std::unique_ptr<DICOMDataObject> written;
-    try {
-        written = readDicomFile(pending.path());
-    } catch (const std::exception& error) {
-        throw Failure("cannot read back '" + outPath + "': " + error.what());
-    }
-
-    if (directory) std::cout << "record offsets recomputed for " << transferSyntaxOption(syntax) << '\n';
-    const std::vector<std::string> missing = missingElements(*input, *written);
-    for (const std::string& path : missing) std::cout << path << " missing\n";
-    std::cout << counted(missing.size(), "attribute") << " missing\n";
-    std::cout.flush();
-
-    if (!missing.empty() && command.has("--strict")) {
+            writeSaved(*input, kind, inPath, outPath, syntax);
+    } catch (const Refused&) {
         std::cerr << "refcntr: '" << outPath << "' not written: " << counted(missing.size(), "attribute") << " of '"
                   << inPath << "' would be lost\n";
         return exitFailure;
+    } catch (const Failure&) {
+        throw;
+    } catch (const RuntimeException& error) {
+        throw Failure(error.GetMessage());
+    } catch (const std::exception& error) {
+        throw Failure("cannot write '" + outPath + "': " + error.what());
     }
-    pending.commit();
     if (!missing.empty()) {
         std::cerr << "refcntr: warning: '" << outPath << "' lacks " << counted(missing.size(), "attribute") << " of '"
                   << inPath << "'\n";

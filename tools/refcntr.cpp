@@ -1,4 +1,5 @@
 // refcntr: command-line access to DICOM files through the refcntr library.
+#include <csignal>
 #include <exception>
 #include <iostream>
 #include <string>
@@ -9,6 +10,7 @@
 
 #include "CommandLine.h"
 #include "Commands.h"
+#include "refcntr/platform/AtomicFile.h"
 #include "refcntr/platform/Exceptions.h"
 
 namespace {
@@ -36,6 +38,14 @@ std::string commandUsage(const Command& command) {
     return "usage: " + std::string(command.synopsis) + "\n\n" + command.details;
 }
 
+// A write interrupted by the user, the terminal or a shutdown leaves no temporary file: it is
+// removed, then the signal does what it would have done.
+extern "C" void removeUnfinishedFilesAndStop(int signalNumber) {
+    refcntr::removeUnfinishedFiles();
+    std::signal(signalNumber, SIG_DFL);
+    std::raise(signalNumber);
+}
+
 int usageError(const std::string& problem, const std::string& usage) {
     std::cerr << "refcntr: " << problem << "\n" << usage;
     return refcntr::cli::exitUsage;
@@ -46,6 +56,7 @@ int usageError(const std::string& problem, const std::string& usage) {
 int main(int argc, char** argv) {
     // The reasons DCMTK logs on its own are part of the messages this tool prints.
     OFLog::configure(OFLogger::FATAL_LOG_LEVEL);
+    for (int signalNumber : {SIGTERM, SIGINT, SIGHUP}) std::signal(signalNumber, removeUnfinishedFilesAndStop);
 
     if (argc < 2) return usageError("no command given", overallUsage());
     const std::string name = argv[1];

@@ -245,7 +245,7 @@ TEST_F(RefcntrTool, RoundtripListsWhatNoItemHoldsAndStrictWritesNothing) {
     EXPECT_TRUE(contains(strict.err, refused) && contains(strict.err, File("extra.dcm"))) << strict.err;
     EXPECT_FALSE(std::filesystem::exists(refused));
 
-    // An existing output stays as it was, and no pending file is left beside it.
+    // An existing output stays as it was, and no temporary file is left beside it.
     const std::string before = readWholeFile(out);
     EXPECT_EQ(
         Run("roundtrip " + quoted(File("extra.dcm")) + " " + quoted(out) + " --strict --transfer-syntax explicit-be")

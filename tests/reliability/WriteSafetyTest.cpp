@@ -1,0 +1,182 @@
+// Writes that respect what they replace: links, special files, permissions, long names, a
+// write in progress or killed, a file system that refuses more bytes, and signals.
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/file.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "support/RunProgram.h"
+#include "refcntr/platform/DICOMDataObject.h"
+#include "refcntr/platform/DicomFile.h"
+#include "refcntr/platform/Exceptions.h"
+#include "refcntr/platform/MDDEntry.h"
+
+namespace refcntr {
+namespace {
+
+using testfiles::contains;
+using testfiles::quoted;
+using testfiles::readWholeFile;
+using testfiles::ScratchDirectory;
+using testfiles::writeWholeFile;
+
+// A small data set; with `padding` bytes of OB value, a large one.
+DICOMDataObject dataSet(std::size_t padding = 0) {
+    DICOMDataObject data;
+    auto* name = new VR(0x0010, 0x0010, VRCode::PN, LittleEndian);
+    name->SetData("Doe^Jane", 8);
+    data.ReplaceVR(name);
+    if (padding > 0) {
+        auto* bytes = new VR(0x0009, 0x1010, VRCode::OB, LittleEndian);
+        const std::string value(padding, 'x');
+        bytes->SetData(value.data(), UINT32(value.size()));
+        data.ReplaceVR(bytes);
+    }
+    return data;
+}
+
+std::vector<std::string> namesIn(const std::filesystem::path& directory) {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(directory)) names.push_back(entry.path().filename());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+std::string messageOf(const std::function<void()>& write) {
+    try {
+        write();
+    } catch (const RuntimeException& error) {
+        return error.GetMessage();
+    }
+    return "";
+}
+
+TEST(WriteSafety, ALinkIsFollowedAndOtherSpecialFilesAreRefused) {
+    ScratchDirectory scratch;
+    const std::string target = scratch.File("target.dcm"), link = scratch.File("link.dcm");
+    writeWholeFile(target, "old");
+    std::filesystem::create_symlink("target.dcm", link);
+    writeDicomFile(link, dataSet(), TransferSyntax::ExplicitLittle);
+    EXPECT_TRUE(std::filesystem::is_symlink(link));
+    EXPECT_NE(readWholeFile(target), "old");
+
+    const std::string fifo = scratch.File("fifo.dcm");
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    EXPECT_EQ(messageOf([&] { writeDicomFile(fifo, dataSet(), TransferSyntax::ExplicitLittle); }),
+              "cannot write '" + fifo + "': it is not a regular file");
+    EXPECT_EQ(messageOf([&] { writeDicomFile("/dev/null", dataSet(), TransferSyntax::ExplicitLittle); }),
+              "cannot write '/dev/null': it is not a regular file");
+    EXPECT_TRUE(std::filesystem::is_fifo(fifo));
+    EXPECT_EQ(namesIn(scratch.Path()), (std::vector<std::string>{"fifo.dcm", "link.dcm", "target.dcm"}));
+}
+
+TEST(WriteSafety, AReplacedFileKeepsItsPermissionsAndALongNameIsWritten) {
+    ScratchDirectory scratch;
+    for (mode_t mode : {mode_t(0600), mode_t(0640), mode_t(0604)}) {
+        const std::string path = scratch.File("private.dcm");
+        writeWholeFile(path, "old");
+        ASSERT_EQ(::chmod(path.c_str(), mode), 0);
+        writeDicomFile(path, dataSet(), TransferSyntax::ExplicitLittle);
+        struct stat status;
+        ASSERT_EQ(::stat(path.c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 07777, mode);
+    }
+    const std::string longName = scratch.File(std::string(250, 'n') + ".dcm");
+    writeDicomFile(longName, dataSet(), TransferSyntax::ExplicitLittle);
+    EXPECT_TRUE(std::filesystem::is_regular_file(longName));
+    EXPECT_EQ(namesIn(scratch.Path()).size(), 2u);
+}
+
+// The temporary file is locked while written: one left by a killed write is taken over, one
+// still being written is left alone and the second write fails.
+TEST(WriteSafety, AKilledWritesLeftoverIsRemovedAndAWriteInProgressIsNotDisturbed) {
+    ScratchDirectory scratch;
+    const std::string path = scratch.File("state.dcm"), temporary = scratch.File(".state.dcm.refcntr-tmp");
+    writeWholeFile(temporary, "left by a killed write");
+    writeDicomFile(path, dataSet(), TransferSyntax::ExplicitLittle);
+    EXPECT_EQ(namesIn(scratch.Path()), std::vector<std::string>{"state.dcm"});
+
+    writeWholeFile(temporary, "being written");
+    const int held = ::open(temporary.c_str(), O_RDONLY);
+    ASSERT_EQ(::flock(held, LOCK_EX), 0);
+    EXPECT_EQ(messageOf([&] { writeDicomFile(path, dataSet(), TransferSyntax::ExplicitLittle); }),
+              "cannot write '" + path + "': another write to it is in progress");
+    EXPECT_EQ(readWholeFile(temporary), "being written");
+    ::close(held);
+}
+
+// A file system that takes no more bytes (here a file size limit) fails the write by name,
+// leaves the destination as it was and no temporary file.
+TEST(WriteSafety, AWriteThatCannotGrowTheFileFailsByNameAndLeavesTheOldFile) {
+    ScratchDirectory scratch;
+    const std::string path = scratch.File("state.dcm");
+    writeWholeFile(path, "old");
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit{1 << 16, 1 << 16};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        const std::string message =
+            messageOf([&] { writeDicomFile(path, dataSet(1 << 20), TransferSyntax::ExplicitLittle); });
+        if (message == "cannot write '" + path + "': file too large") ::_exit(0);
+        std::fprintf(stderr, "%s\n", message.c_str());
+        ::_exit(1);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    EXPECT_EQ(readWholeFile(path), "old");
+    EXPECT_EQ(namesIn(scratch.Path()), std::vector<std::string>{"state.dcm"});
+}
+
+// roundtrip of a large state, stopped at random moments: by SIGTERM the temporary file is
+// removed at once; by SIGKILL it may be left, and the next write takes it over. The destination
+// is always either the old file or the whole new one.
+TEST(WriteSafety, ARoundtripStoppedBySignalsLeavesTheOldFileOrTheNewOne) {
+    ScratchDirectory scratch;
+    const std::string input = scratch.File("large.dcm"), output = scratch.File("out.dcm");
+    std::unique_ptr<DICOMDataObject> state = readDicomFile(testfiles::samplePath());
+    for (const auto& element : dataSet(1 << 24)) state->ReplaceVR(element->Clone());
+    writeDicomFile(input, *state, TransferSyntax::ExplicitLittle);
+    writeWholeFile(output, "old");
+    const std::string program = std::string(REFCNTR_BINARY_DIR) + "/tools/refcntr";
+    std::mt19937 random(15);
+    for (int round = 0; round < 6; ++round) {
+        const int signalNumber = round < 3 ? SIGTERM : SIGKILL;
+        const pid_t child = ::fork();
+        if (child == 0) {
+            ::execl(program.c_str(), program.c_str(), "roundtrip", input.c_str(), output.c_str(), (char*)nullptr);
+            ::_exit(127);
+        }
+        ::usleep(std::uniform_int_distribution<int>(0, 60000)(random));
+        ::kill(child, signalNumber);
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        const std::string written = readWholeFile(output);
+        EXPECT_TRUE(written == "old" || written.size() > (1u << 24)) << written.size();
+        const std::vector<std::string> names = namesIn(scratch.Path());
+        if (signalNumber == SIGTERM || !WIFSIGNALED(status)) {
+            EXPECT_EQ(names, (std::vector<std::string>{"large.dcm", "out.dcm"})) << "round " << round;
+        }
+    }
+    const testfiles::Outcome last = testfiles::runRefcntr("roundtrip " + quoted(input) + " " + quoted(output), scratch);
+    EXPECT_EQ(last.exitCode, 0) << last.err;
+    EXPECT_EQ(namesIn(scratch.Path()), (std::vector<std::string>{"large.dcm", "out.dcm", "stderr", "stdout"}));
+}
+
+}  // namespace
+}  // namespace refcntr
