@@ -62,6 +62,25 @@ bool isEndOfDataError(const OFCondition& status) {
            status == EC_PrematureSequDelimitationItem;
 }
 
+// Our own words for what stopped DCMTK's parse: its texts are written for its developers.
+std::string whatStopsTheParse(const OFCondition& status) {
+    if (isEndOfDataError(status)) return "truncated (the data end inside an element, item or sequence)";
+    if (status == EC_InvalidTag) return "not a valid DICOM file (an element's tag cannot be read)";
+    if (status == EC_InvalidVR) return "not a valid DICOM file (an element's VR cannot be read)";
+    if (status == EC_CorruptedData) return "not a valid DICOM file (its data are corrupted)";
+    if (status == EC_MemoryExhausted) return "not enough memory to read it";
+    return "not a valid DICOM file (its elements cannot be parsed)";
+}
+
+// Whether a file whose size is reported as 0 holds nothing (a /proc file, say, holds text).
+bool isEmpty(const std::string& path) {
+    std::FILE* file = std::fopen(path.c_str(), "rb");
+    if (file == nullptr) return true;
+    const bool empty = std::fgetc(file) == EOF;
+    std::fclose(file);
+    return empty;
+}
+
 // The longest value a file of `fileSize` bytes can hold: its own size, or for a deflated
 // stream the size at the deflate format's maximum ratio.
 Uint32 longestPossibleValue(std::uint64_t fileSize, bool deflated) {
@@ -118,7 +137,8 @@ std::unique_ptr<DICOMDataObject> readFile(const std::string& path, std::vector<s
     struct stat status;
     if (::stat(path.c_str(), &status) != 0) failToRead(path, describeSystemError(errno));
     if (S_ISDIR(status.st_mode)) failToRead(path, "is a directory");
-    if (status.st_size == 0) failToRead(path, "empty file");
+    if (!S_ISREG(status.st_mode)) failToRead(path, "not a regular file");
+    if (status.st_size == 0) failToRead(path, isEmpty(path) ? "empty file" : "not a DICOM file");
     if (::access(path.c_str(), R_OK) != 0) failToRead(path, describeSystemError(errno));
     if (!looksLikeDicom(path)) failToRead(path, "not a DICOM file");
     // The common file is decoded straight into our data set; anything else goes through DCMTK,
@@ -136,13 +156,10 @@ std::unique_ptr<DICOMDataObject> readFile(const std::string& path, std::vector<s
     // DCMTK 3.6.7 throws std::out_of_range while reading some malformed directory records.
     try {
         loaded = file.loadFile(path.c_str());
-    } catch (const std::exception& error) {
-        failToRead(path, std::string("not a valid DICOM file (") + error.what() + ")");
+    } catch (const std::exception&) {
+        failToRead(path, "not a valid DICOM file (a directory record cannot be parsed)");
     }
-    if (loaded.bad()) {
-        if (isEndOfDataError(loaded)) failToRead(path, std::string("truncated (") + loaded.text() + ")");
-        failToRead(path, std::string("not a valid DICOM file (") + loaded.text() + ")");
-    }
+    if (loaded.bad()) failToRead(path, whatStopsTheParse(loaded));
     DcmMetaInfo& meta = *file.getMetaInfo();
     DcmDataset& dataset = *file.getDataset();
     const DcmXfer transferSyntax(dataset.getOriginalXfer());
@@ -155,10 +172,7 @@ std::unique_ptr<DICOMDataObject> readFile(const std::string& path, std::vector<s
         failToRead(path, "truncated (element " + tag + " is longer than the file)");
     }
     OFCondition inMemory = file.loadAllDataIntoMemory();
-    if (inMemory.bad()) {
-        if (isEndOfDataError(inMemory)) failToRead(path, std::string("truncated (") + inMemory.text() + ")");
-        failToRead(path, inMemory.text());
-    }
+    if (inMemory.bad()) failToRead(path, whatStopsTheParse(inMemory));
     if (transferSyntax.isEncapsulated() && dataset.tagExists(DCM_PixelData))
         failToRead(path, std::string("encapsulated pixel data (") + transferSyntax.getXferName() + ") is not supported");
 

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "TerminalText.h"
 #include "refcntr/platform/DataDictionary.h"
 #include "refcntr/platform/MDDEntry.h"
 #include "refcntr/platform/SequenceVR.h"
@@ -21,34 +22,13 @@ void indent(std::ostream& out, unsigned level) {
     for (unsigned i = 0; i < level; ++i) out << "  ";
 }
 
-void appendEscaped(std::string& line, const char* text, std::size_t length) {
-    static constexpr char digits[] = "0123456789abcdef";
-    for (std::size_t i = 0; i < length; ++i) {
-        const unsigned char c = static_cast<unsigned char>(text[i]);
-        switch (c) {
-        case '"': line += "\\\""; break;
-        case '\n': line += "\\n"; break;
-        case '\r': line += "\\r"; break;
-        case '\t': line += "\\t"; break;
-        default:
-            if (c < 0x20 || c == 0x7F) {
-                line += "\\x";
-                line += digits[c >> 4];
-                line += digits[c & 0xF];
-            } else {
-                line += char(c);
-            }
-        }
-    }
-}
-
 void appendText(std::string& line, const VR& element) {
     const char* text = reinterpret_cast<const char*>(element.GetData());
     std::size_t length = text != nullptr ? element.GetLength() : 0;
     const bool dropNuls = element.GetVRCode() == VRCode::UI;
     while (length > 0 && (text[length - 1] == ' ' || (dropNuls && text[length - 1] == '\0'))) --length;
     line += '"';
-    appendEscaped(line, text, length);
+    cli::appendEscaped(line, text, length, true);
     line += '"';
 }
 

@@ -3,6 +3,7 @@
 #include <utility>
 #include <vector>
 
+#include "TerminalText.h"
 #include "refcntr/directory/DirectoryRecords.h"
 
 namespace refcntr {
@@ -65,7 +66,12 @@ void printDirectoryTree(const DirectoryFile& directory, std::ostream& out) {
     while (!pending.empty()) {
         const auto [record, depth] = pending.back();
         pending.pop_back();
-        out << std::string(2 * depth, ' ') << describeRecord(*record) << '\n';
+        // Past a depth a line can show by indentation, the depth is given as a number.
+        if (depth <= deepestIndented)
+            out << std::string(2 * depth, ' ');
+        else
+            out << std::string(2 * deepestIndented, ' ') << '[' << depth << "] ";
+        out << cli::escaped(describeRecord(*record)) << '\n';
         pushAll(directory.children(*record), depth + 1);
     }
 }

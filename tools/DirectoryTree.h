@@ -8,8 +8,13 @@
 
 namespace refcntr {
 
+// The deepest level shown by indentation; deeper records are indented as this level and start
+// with their level in brackets, "[40] IMAGE ...", so a long chain costs no more per line.
+constexpr unsigned deepestIndented = 32;
+
 // Prints the directory's records in link order, one line per record and two spaces deeper per
-// level, each record's lower level under it before its next record.
+// level, each record's lower level under it before its next record. Control characters from
+// the file are escaped.
 void printDirectoryTree(const DirectoryFile& directory, std::ostream& out);
 
 // One record as a line of the tree: its type and the keys that tell it apart, for example

@@ -2,6 +2,7 @@
 
 #include <iostream>
 
+#include "TerminalText.h"
 #include "refcntr/platform/DicomFile.h"
 
 namespace refcntr::cli {
@@ -14,7 +15,8 @@ std::unique_ptr<DICOMDataObject> readInputFile(const std::string& path) {
 }
 
 void warnOfReadNotes(const std::string& path, const std::vector<std::string>& notes) {
-    for (const std::string& note : notes) std::cerr << "refcntr: warning: '" << path << "': " << note << '\n';
+    for (const std::string& note : notes)
+        std::cerr << "refcntr: warning: '" << escaped(path) << "': " << escaped(note) << '\n';
 }
 
 }  // namespace refcntr::cli

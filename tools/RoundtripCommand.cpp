@@ -10,6 +10,7 @@
 #include "DataSetDifference.h"
 #include "InputFile.h"
 #include "StoredObject.h"
+#include "TerminalText.h"
 #include "refcntr/directory/DirectoryFile.h"
 #include "refcntr/platform/AtomicFile.h"
 #include "refcntr/platform/DicomFile.h"
@@ -110,8 +111,8 @@ int roundtrip(const std::vector<std::string>& arguments) {
         else
             writeSaved(*input, kind, inPath, outPath, syntax);
     } catch (const Refused&) {
-        std::cerr << "refcntr: '" << outPath << "' not written: " << counted(missing.size(), "attribute") << " of '"
-                  << inPath << "' would be lost\n";
+        std::cerr << "refcntr: '" << escaped(outPath) << "' not written: " << counted(missing.size(), "attribute")
+                  << " of '" << escaped(inPath) << "' would be lost\n";
         return exitFailure;
     } catch (const Failure&) {
         throw;
@@ -121,8 +122,8 @@ int roundtrip(const std::vector<std::string>& arguments) {
         throw Failure("cannot write '" + outPath + "': " + error.what());
     }
     if (!missing.empty()) {
-        std::cerr << "refcntr: warning: '" << outPath << "' lacks " << counted(missing.size(), "attribute") << " of '"
-                  << inPath << "'\n";
+        std::cerr << "refcntr: warning: '" << escaped(outPath) << "' lacks " << counted(missing.size(), "attribute")
+                  << " of '" << escaped(inPath) << "'\n";
     }
     return exitSuccess;
 }

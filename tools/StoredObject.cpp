@@ -32,9 +32,9 @@ StoredObjectKind containerKindFor(const DICOMObject& data, const std::string& ac
     const StoredObjectKind kind = storedObjectKind(data);
     if (kind != StoredObjectKind::Other) return kind;
     const RWCString sopClass = storedSOPClass(data);
-    throw cli::Failure("cannot " + action + " '" + path + "': " +
-                       (sopClass.empty() ? std::string("it has no SOP class") : "SOP class " + sopClass + " is") +
-                       " neither a media directory nor a softcopy presentation state");
+    throw cli::Failure("cannot " + action + " '" + path + "': it is neither a media directory nor a softcopy " +
+                       "presentation state (" +
+                       (sopClass.empty() ? std::string("it has no SOP class") : "SOP class " + sopClass) + ")");
 }
 
 StoredObjectKind storedObjectKind(const DICOMObject& data) {

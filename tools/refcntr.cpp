@@ -10,6 +10,7 @@
 
 #include "CommandLine.h"
 #include "Commands.h"
+#include "TerminalText.h"
 #include "refcntr/platform/AtomicFile.h"
 #include "refcntr/platform/Exceptions.h"
 
@@ -47,7 +48,7 @@ extern "C" void removeUnfinishedFilesAndStop(int signalNumber) {
 }
 
 int usageError(const std::string& problem, const std::string& usage) {
-    std::cerr << "refcntr: " << problem << "\n" << usage;
+    std::cerr << "refcntr: " << refcntr::cli::escaped(problem) << "\n" << usage;
     return refcntr::cli::exitUsage;
 }
 
@@ -79,11 +80,11 @@ int main(int argc, char** argv) {
     } catch (const refcntr::cli::UsageError& error) {
         return usageError(error.what(), commandUsage(*command));
     } catch (const refcntr::cli::Failure& error) {
-        std::cerr << "refcntr: " << error.what() << '\n';
+        std::cerr << "refcntr: " << refcntr::cli::escaped(error.what()) << '\n';
     } catch (const refcntr::ExceptionBase& error) {
-        std::cerr << "refcntr: " << error.what() << '\n';
+        std::cerr << "refcntr: " << refcntr::cli::escaped(error.what()) << '\n';
     } catch (const std::exception& error) {
-        std::cerr << "refcntr: " << name << " failed: " << error.what() << '\n';
+        std::cerr << "refcntr: " << name << " failed: " << refcntr::cli::escaped(error.what()) << '\n';
     }
     return refcntr::cli::exitFailure;
 }

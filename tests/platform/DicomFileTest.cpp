@@ -632,6 +632,12 @@ TEST_F(BadFiles, EmptyFile) {
     EXPECT_NE(std::string::npos, message.find("empty")) << message;
 }
 
+// A file that only claims to be empty, and a device, are called what they are.
+TEST_F(BadFiles, ProcFilesAndDevicesAreNotCalledEmpty) {
+    EXPECT_EQ(readFailure("/proc/self/status"), "cannot read '/proc/self/status': not a DICOM file");
+    EXPECT_EQ(readFailure("/dev/zero"), "cannot read '/dev/zero': not a regular file");
+}
+
 TEST_F(BadFiles, TextFile) {
     const std::string path = directory.File("notes.txt");
     testfiles::writeWholeFile(path, "Presentation state notes\nnothing DICOM here\n");

@@ -52,6 +52,28 @@ TEST(DirectoryTree, ListsEachLowerLevelUnderItsRecordBeforeTheNextRecord) {
               "PATIENT Roe^Richard\n");
 }
 
+// Text from the file cannot move the terminal's cursor or forge a line; a deep chain shows its
+// level as a number past the deepest indented level.
+TEST(DirectoryTree, ControlCharactersAreEscapedAndDeepLevelsNumbered) {
+    const auto directory = DirectoryFile::create("TREE");
+    DirectoryFile::Record* patient = record("PATIENT", "Doe\x1b]0;owned\a\x1b[2J");
+    directory->addRecord(patient);
+    directory->addRecord(record("IMAGE", "IM1\r\nPATIENT Forged"), patient);
+    DirectoryFile::Record* parent = patient;
+    for (unsigned level = 1; level <= deepestIndented + 8; ++level) {
+        DirectoryFile::Record* study = record("STUDY", "S");
+        directory->addRecord(study, parent);
+        parent = study;
+    }
+    const std::string text = printed(*directory);
+    EXPECT_EQ(text.substr(0, text.find("  STUDY")),
+              "PATIENT Doe\\x1b]0;owned\\x07\\x1b[2J\n  IMAGE IMAGES/IM1\\r\\nPATIENT Forged\n");
+    for (char c : text) EXPECT_TRUE(c == '\n' || (c >= 0x20 && c != 0x7F)) << int(c);
+    const std::string deepest = std::string(2 * deepestIndented, ' ') + "[" + std::to_string(deepestIndented + 8) + "] STUDY S\n";
+    EXPECT_EQ(text.substr(text.size() - deepest.size()), deepest);
+    EXPECT_NE(text.find(std::string(2 * deepestIndented, ' ') + "STUDY S\n"), std::string::npos);
+}
+
 TEST(DirectoryTree, RecordLinesShowTheKeysThatArePresent) {
     DirectoryRecordSequenceItem study;
     study.setDirectoryRecordTypeElement("STUDY");
