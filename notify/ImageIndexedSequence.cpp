@@ -10,14 +10,11 @@ constexpr unsigned anyImageListCapacity = 64;
 
 const RWCString ImageItemIndex::itsEmptyString;
 
-ImageItemIndex::ImageItemIndex(unsigned buckets) : itsEntries(buckets) {}
+ImageItemIndex::ImageItemIndex(unsigned buckets) : itsBucketCount(buckets ? buckets : 2) {}
 
 ImageItemIndex::~ImageItemIndex() = default;
 
-ImageItemIndex::ItemList& ImageItemIndex::entryFor(const ImgFrmKey& key) {
-    if (ItemList* items = itsEntries.find(key)) return *items;
-    return itsEntries.insert(key);
-}
+ImageItemIndex::ItemList& ImageItemIndex::entryFor(const ImgFrmKey& key) { return itsEntries[key]; }
 
 std::vector<ImgFrmKey> ImageItemIndex::keysOf(const ReferencedImageSequence& images, const BeforeFiling& beforeFiling) {
     std::vector<ImgFrmKey> keys;
@@ -87,10 +84,11 @@ bool ImageItemIndex::mayChangeReferences(const RWCString& sequenceName, const RW
 
 void ImageItemIndex::removeFrom(const std::vector<ImgFrmKey>& keys, const SequenceItem* item) {
     for (const ImgFrmKey& key : keys) {
-        ItemList* items = itsEntries.find(key);
-        if (!items) continue;
-        items->erase(std::remove(items->begin(), items->end(), item), items->end());
-        if (items->empty()) itsEntries.erase(key);
+        const auto found = itsEntries.find(key);
+        if (found == itsEntries.end()) continue;
+        ItemList& items = found->second;
+        items.erase(std::remove(items.begin(), items.end(), item), items.end());
+        if (items.empty()) itsEntries.erase(found);
     }
 }
 
@@ -104,12 +102,12 @@ void ImageItemIndex::insertInOrder(const ImgFrmKey& key, SequenceItem* item, uns
 
 void ImageItemIndex::reset(unsigned buckets) {
     clear();
-    itsEntries.resize(buckets);
+    itsBucketCount = buckets ? buckets : 2;
 }
 
 void ImageItemIndex::grow(unsigned count) {
     const unsigned long long wanted = (5ull * count + 2) / 4;
-    if (itsEntries.buckets() < wanted) itsEntries.resize(2 * itsEntries.buckets());
+    if (itsBucketCount < wanted) itsBucketCount *= 2;
 }
 
 const ImageItemIndex::ItemList* ImageItemIndex::lookup(const RWCString& uid, int frame) const {

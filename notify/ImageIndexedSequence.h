@@ -59,23 +59,28 @@ public:
     // Doubles the bucket count when it is below `count` x 1.25, rounded to the nearest integer.
     void grow(unsigned count);
 
-    const ItemList* find(const ImgFrmKey& key) const { return itsEntries.find(key); }
+    const ItemList* find(const ImgFrmKey& key) const {
+        const auto found = itsEntries.find(key);
+        return found != itsEntries.end() ? &found->second : nullptr;
+    }
     // (uid, frame), else (uid) any frame, else (only for an empty uid) the any-image entry.
     const ItemList* lookup(const RWCString& uid, int frame) const;
     // (uid) any frame, else (only for a non-empty uid) the any-image entry.
     const ItemList* lookup(const RWCString& uid) const;
 
-    unsigned entries() const { return itsEntries.entries(); }
-    unsigned buckets() const { return itsEntries.buckets(); }
+    unsigned entries() const { return unsigned(itsEntries.size()); }
+    unsigned buckets() const { return itsBucketCount; }
 
 private:
-    // Spreads keys over the buckets by image and frame, so that filing and looking up an item
-    // cost the same in a sequence of ten thousand items as in one of ten. (ImgFrmKey::hash puts
-    // nearly every key in one bucket; the listener index keeps it, but here it would make
-    // reading a large presentation state quadratic.) Keys equal under ImgFrmKey::operator==
-    // hash alike: every any-image key to 0, an any-frame key apart from the frames of its image.
+    // The entries are kept in a hash map by image and frame, which grows with them, so that
+    // filing and looking up an item cost the same in a sequence of ten thousand items, or under
+    // a million frames, as in one of ten. (ImgFrmKey::hash puts nearly every key in one bucket;
+    // the listener index keeps it, but here it would make reading a large presentation state
+    // quadratic.) The bucket count follows the index's own sizing rule and is what buckets()
+    // reports. Keys equal under ImgFrmKey::operator== hash alike: every any-image key to 0,
+    // an any-frame key apart from the frames of its image.
     struct KeyHash {
-        unsigned operator()(const ImgFrmKey& key) const {
+        std::size_t operator()(const ImgFrmKey& key) const {
             if (key.isAnyImageKey()) return 0;
             const unsigned frame = key.isAnyFrameKey() ? 0x9E3779B9u : unsigned(key.getFrameNumber()) * 2654435761u;
             return stringHash(key.sopInstanceUID()) ^ frame;
@@ -98,7 +103,8 @@ private:
     // Inserts the item into the key's list after every item that precedes it in sequence order.
     void insertInOrder(const ImgFrmKey& key, SequenceItem* item, unsigned long long order);
 
-    HashTable<ImgFrmKey, ItemList, KeyHash> itsEntries;
+    std::unordered_map<ImgFrmKey, ItemList, KeyHash> itsEntries;
+    unsigned itsBucketCount;
     std::unordered_map<const SequenceItem*, Filing> itsFilings;
     unsigned long long itsNextOrder = 0;
 };
