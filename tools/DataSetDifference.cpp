@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <limits>
 
+#include "SameMeaning.h"
 #include "refcntr/platform/SequenceVR.h"
 
 namespace refcntr {
@@ -32,7 +33,9 @@ std::size_t weightOf(const DICOMObject& data) {
 // to put them it records the paths; without, it only weighs (to choose between alignments).
 class Walk {
 public:
-    explicit Walk(std::vector<std::string>* paths) : itsPaths(paths) {}
+    explicit Walk(std::vector<std::string>* paths, std::vector<std::string>* changed = nullptr,
+                  const std::function<bool(const MAttributeTag&)>* derived = nullptr)
+        : itsPaths(paths), itsChanged(changed), itsDerived(derived) {}
 
     std::size_t dataSets(const DICOMObject& before, const DICOMObject& after, const std::string& prefix) {
         std::size_t lost = 0;
@@ -41,6 +44,9 @@ public:
             const VR* counterpart = after.GetVR(element->GetGroup(), element->GetElement());
             if (counterpart == nullptr) {
                 lost += missing(weightOf(*element), path);
+            } else if (itsChanged != nullptr && element->GetAsSequenceVR() == nullptr &&
+                       !(*itsDerived)(element->GetTag()) && !sameMeaning(*element, *counterpart)) {
+                itsChanged->push_back(path);
             } else if (const SequenceVR* sequence = element->GetAsSequenceVR()) {
                 const SequenceVR* afterSequence = counterpart->GetAsSequenceVR();
                 static const Items noItems;
@@ -120,6 +126,8 @@ private:
     }
 
     std::vector<std::string>* itsPaths;
+    std::vector<std::string>* itsChanged;
+    const std::function<bool(const MAttributeTag&)>* itsDerived;
 };
 
 }  // namespace
@@ -128,6 +136,13 @@ std::vector<std::string> missingElements(const DICOMObject& before, const DICOMO
     std::vector<std::string> paths;
     Walk(&paths).dataSets(before, after, std::string());
     return paths;
+}
+
+std::vector<std::string> changedElements(const DICOMObject& before, const DICOMObject& after,
+                                         const std::function<bool(const MAttributeTag&)>& derived) {
+    std::vector<std::string> paths, changed;
+    Walk(&paths, &changed, &derived).dataSets(before, after, std::string());
+    return changed;
 }
 
 }  // namespace refcntr

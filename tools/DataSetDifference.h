@@ -1,6 +1,7 @@
 // What one data set holds that another lacks, element by element through sequences and items.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -18,5 +19,11 @@ namespace refcntr {
 // writer that drops some items and keeps the order of the rest is reported item by item
 // rather than as a shift of every later item.
 std::vector<std::string> missingElements(const DICOMObject& before, const DICOMObject& after);
+
+// The path of every element that both hold, items matched as above, whose value in `after`
+// does not mean what it meant in `before` (sameMeaning), in the order of `before`; elements
+// for which `derived` is true (values a writer recomputes) are not compared.
+std::vector<std::string> changedElements(const DICOMObject& before, const DICOMObject& after,
+                                         const std::function<bool(const MAttributeTag&)>& derived);
 
 }  // namespace refcntr

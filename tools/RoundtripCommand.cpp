@@ -87,10 +87,10 @@ int roundtrip(const std::vector<std::string>& arguments) {
     const StoredObjectKind kind = containerKindFor(*input, "roundtrip", inPath);
 
     // The file written is read back before it replaces OUT, so that the check covers the file
-    // as written; with --strict, OUT stays as it was when anything would be lost.
+    // as written; with --strict, OUT stays as it was when anything would be lost or changed.
     struct Refused {};
     const TransferSyntax syntax = syntaxName ? chosenSyntax : inputTransferSyntax(*input);
-    std::vector<std::string> missing;
+    std::vector<std::string> missing, changed;
     const ReplacementCheck check([&](const std::string& writtenFile) {
         std::unique_ptr<DICOMDataObject> written;
         try {
@@ -100,10 +100,19 @@ int roundtrip(const std::vector<std::string>& arguments) {
         }
         if (directory) std::cout << "record offsets recomputed for " << transferSyntaxOption(syntax) << '\n';
         missing = missingElements(*input, *written);
+        changed = changedElements(*input, *written, [&directory](const MAttributeTag& tag) {
+            // Group lengths and the transfer syntax follow the file written; a directory's offsets
+            // are recomputed, as reported above.
+            const UINT16 group = tag.GetGroup(), element = tag.GetElement();
+            if (element == 0x0000 || (group == 0x0002 && element == 0x0010)) return true;
+            return directory && group == 0x0004 &&
+                   (element == 0x1200 || element == 0x1202 || element == 0x1400 || element == 0x1420);
+        });
         for (const std::string& path : missing) std::cout << path << " missing\n";
-        std::cout << counted(missing.size(), "attribute") << " missing\n";
+        for (const std::string& path : changed) std::cout << path << " changed\n";
+        std::cout << counted(missing.size(), "attribute") << " missing, " << changed.size() << " changed\n";
         std::cout.flush();
-        if (!missing.empty() && command.has("--strict")) throw Refused{};
+        if ((!missing.empty() || !changed.empty()) && command.has("--strict")) throw Refused{};
     });
     try {
         if (directory)
@@ -112,7 +121,7 @@ int roundtrip(const std::vector<std::string>& arguments) {
             writeSaved(*input, kind, inPath, outPath, syntax);
     } catch (const Refused&) {
         std::cerr << "refcntr: '" << escaped(outPath) << "' not written: " << counted(missing.size(), "attribute")
-                  << " of '" << escaped(inPath) << "' would be lost\n";
+                  << " of '" << escaped(inPath) << "' would be lost and " << changed.size() << " changed\n";
         return exitFailure;
     } catch (const Failure&) {
         throw;
@@ -121,9 +130,9 @@ int roundtrip(const std::vector<std::string>& arguments) {
     } catch (const std::exception& error) {
         throw Failure("cannot write '" + outPath + "': " + error.what());
     }
-    if (!missing.empty()) {
+    if (!missing.empty() || !changed.empty()) {
         std::cerr << "refcntr: warning: '" << escaped(outPath) << "' lacks " << counted(missing.size(), "attribute")
-                  << " of '" << escaped(inPath) << "'\n";
+                  << " of '" << escaped(inPath) << "' and changes " << changed.size() << "\n";
     }
     return exitSuccess;
 }
@@ -140,8 +149,11 @@ const Command roundtripCommand = {
     "recomputed for the syntax written, as the report says. Containers rebuild sequences\n"
     "from their items, so elements inside sequences that no item holds are lost: every\n"
     "element of IN that OUT lacks is listed with its path through sequences and items, e.g.\n"
-    "(0070,0001)[0]/(0070,0009)[1]/(0070,0295) missing, followed by the count. With\n"
-    "--strict, OUT is left as it was and the exit code is 1 when anything would be lost.\n",
+    "(0070,0001)[0]/(0070,0009)[1]/(0070,0295) missing, and every element whose value OUT\n"
+    "changes (numbers compared by value, texts without their pad) as PATH changed, followed\n"
+    "by the counts. Group lengths, the transfer syntax and a directory's offsets follow the\n"
+    "file written and are not compared. With --strict, OUT is left as it was and the exit\n"
+    "code is 1 when anything would be lost or changed.\n",
     roundtrip};
 
 }  // namespace refcntr::cli

@@ -10,6 +10,7 @@
 #include "refcntr/platform/MDDEntry.h"
 #include "refcntr/platform/SequenceVR.h"
 #include "refcntr/tools/DataSetDifference.h"
+#include "refcntr/tools/SameMeaning.h"
 
 namespace refcntr {
 namespace {
@@ -119,6 +120,57 @@ TEST(DataSetDifference, DroppedItemsAreFoundInsideNestedSequences) {
                sequence(0x0008, 0x1140, {item({text(0x0008, 0x1155, "1")}), item({text(0x0008, 0x1155, "3")})})})})});
     EXPECT_EQ(missingElements(*before, *after),
               (Paths{"(0008,1115)[0]/(0008,1140)[1]", "(0008,1115)[0]/(0008,1140)[2]/(0008,1160)"}));
+}
+
+}  // namespace
+}  // namespace refcntr
+
+namespace refcntr {
+namespace {
+
+VR* valued(UINT16 vrCode, const std::string& bytes, EndianType endian = LittleEndian) {
+    auto* result = new VR(0x0018, 0x0050, vrCode, endian);
+    result->SetData(bytes.data(), UINT32(bytes.size()));
+    return result;
+}
+
+// What a round trip may reformat and what it may not change: numbers by value, texts without
+// their pad, binary values in one byte order.
+TEST(SameMeaning, ReformattedNumbersAndPadAreTheSameOtherChangesAreNot) {
+    const struct {
+        UINT16 vr;
+        std::string before, after;
+        bool same;
+    } cases[] = {
+        {VRCode::DS, "10.0000 ", "10", true},
+        {VRCode::DS, " 1.5\\2", "1.5\\2.0", true},
+        {VRCode::DS, "1234567890123456", "1.23456789012346E+15", false},
+        {VRCode::DS, "1\\\\2 ", "1\\2", false},
+        {VRCode::IS, "-99999999999 ", "-1215752191", false},
+        {VRCode::IS, "007", "7 ", true},
+        {VRCode::UI, std::string("1.2\0", 4), "1.2", true},
+        {VRCode::LO, "AB  ", "AB", true},
+        {VRCode::LO, " AB", "AB", false},
+        {VRCode::OW, std::string("\1\2\3", 3), std::string("\1\2\3\0", 4), false},
+    };
+    for (const auto& each : cases) {
+        std::unique_ptr<VR> before(valued(each.vr, each.before)), after(valued(each.vr, each.after));
+        EXPECT_EQ(sameMeaning(*before, *after), each.same) << each.before << " / " << each.after;
+    }
+    std::unique_ptr<VR> little(valued(VRCode::US, std::string("\1\2", 2))), big(valued(VRCode::US, std::string("\2\1", 2), BigEndian));
+    EXPECT_TRUE(sameMeaning(*little, *big));
+}
+
+TEST(DataSetDifference, ChangedValuesAreListedByPathAndDerivedOnesAreNotCompared) {
+    DICOMDataObject before, after;
+    before.ReplaceVR(text(0x0008, 0x0000, "12"));
+    before.ReplaceVR(text(0x0010, 0x0010, "Doe"));
+    before.ReplaceVR(text(0x0010, 0x0020, "P1"));
+    after.ReplaceVR(text(0x0008, 0x0000, "99"));
+    after.ReplaceVR(text(0x0010, 0x0010, "Doe "));
+    after.ReplaceVR(text(0x0010, 0x0020, "P2"));
+    const auto groupLengths = [](const MAttributeTag& tag) { return tag.GetElement() == 0x0000; };
+    EXPECT_EQ(changedElements(before, after, groupLengths), Paths{"(0010,0020)"});
 }
 
 }  // namespace
