@@ -26,7 +26,7 @@
 #include "refcntr/platform/DcmtkBridge.h"
 #include "refcntr/platform/Exceptions.h"
 #include "refcntr/platform/MAttributeTag.h"
-#include "refcntr/platform/NestingDepth.h"
+#include "refcntr/platform/StructureScan.h"
 #include "refcntr/platform/ReadNotes.h"
 
 namespace refcntr {
@@ -144,11 +144,14 @@ std::unique_ptr<DICOMDataObject> readFile(const std::string& path, std::vector<s
     // The common file is decoded straight into our data set; anything else goes through DCMTK,
     // unless its sequences nest deeper than DCMTK's recursive parser can go.
     const std::size_t size = std::size_t(status.st_size);
+    std::vector<std::string> structureFaults;
     if (const std::unique_ptr<unsigned char[]> bytes = readWholeFile(path, size)) {
         if (std::unique_ptr<DICOMDataObject> decoded = decodeCommonFile(bytes.get(), size, recordOffsets))
             return decoded;
-        if (sequenceNestingDepth(bytes.get(), size, deepestSequenceNesting) > deepestSequenceNesting)
+        StructureScan scan = scanStructure(bytes.get(), size, deepestSequenceNesting);
+        if (scan.deepestNesting > deepestSequenceNesting)
             failToRead(path, "sequences nested more than " + std::to_string(deepestSequenceNesting) + " levels deep");
+        structureFaults = std::move(scan.faults);
     }
 
     DcmFileFormat file;
@@ -178,6 +181,7 @@ std::unique_ptr<DICOMDataObject> readFile(const std::string& path, std::vector<s
 
     if (recordOffsets) collectRecordOffsets(dataset, *recordOffsets);
     if (notes) {
+        notes->insert(notes->end(), structureFaults.begin(), structureFaults.end());
         noteReadFaults(meta, *notes);
         noteReadFaults(dataset, *notes);
     }

@@ -382,6 +382,35 @@ TEST(MalformedFiles, SequencesNestedPastTheLimitAreRefusedBeforeTheParserRunsOut
     }
 }
 
+// Two damages DCMTK reads past without a word: the file ending right after a sequence's header,
+// and an item whose length runs past its sequence (swallowing what follows). Both are noted.
+TEST(MalformedFiles, AFileEndingInASequenceAndAnItemRunningPastItAreNoted) {
+    ScratchDirectory directory;
+    const std::string path = directory.File("damaged.dcm");
+
+    writeWholeFile(path, presentationStateStart().undefinedLengthSequence(0x0008, 0x1115).str());
+    std::vector<std::string> notes;
+    readDicomFile(path, notes);
+    EXPECT_EQ(notes, std::vector<std::string>{"(0008,1115) ReferencedSeriesSequence: the file ends inside this "
+                                              "sequence; it was read as far as it goes"});
+
+    Bytes image;
+    image.element(0x0008, 0x1155, "UI", "2.25.4510");
+    const Bytes after = Bytes().element(0x0010, 0x0010, "PN", "Doe^Jane");
+    Bytes file = presentationStateStart();
+    file.header(0x0008, 0x1115, "SQ", std::uint32_t(8 + image.str().size()))
+        .u16(0xFFFE)
+        .u16(0xE000)
+        .u32(std::uint32_t(image.str().size() + after.str().size()))
+        .raw(image.str())
+        .raw(after.str());
+    writeWholeFile(path, file.str());
+    notes.clear();
+    readDicomFile(path, notes);
+    EXPECT_EQ(notes, std::vector<std::string>{"(0008,1115) ReferencedSeriesSequence: an item's length runs past the "
+                                              "end of this sequence; what follows the sequence was read into the item"});
+}
+
 INSTANTIATE_TEST_SUITE_P(EachDamage, MalformedFile, ::testing::ValuesIn(damages),
                          [](const ::testing::TestParamInfo<Damage>& info) { return std::string(info.param.name); });
 

@@ -1,4 +1,4 @@
-#include "refcntr/platform/NestingDepth.h"
+#include "refcntr/platform/StructureScan.h"
 
 #include <cstring>
 #include <string>
@@ -6,6 +6,7 @@
 
 #include "refcntr/platform/DataDictionary.h"
 #include "refcntr/platform/LengthField.h"
+#include "refcntr/platform/MAttributeTag.h"
 #include "refcntr/platform/MDDEntry.h"
 
 namespace refcntr {
@@ -15,12 +16,14 @@ namespace {
 constexpr UINT32 undefinedLength = 0xFFFFFFFF;
 constexpr std::size_t noEnd = std::size_t(-1);
 
-class NestingScanner {
+class StructureScanner {
 public:
-    NestingScanner(const unsigned char* bytes, std::size_t size) : itsBytes(bytes), itsSize(size) {}
+    StructureScanner(const unsigned char* bytes, std::size_t size) : itsBytes(bytes), itsSize(size) {}
 
-    std::size_t Depth(std::size_t limit) {
+    StructureScan Scan(std::size_t limit) {
+        StructureScan scan;
         std::size_t position = Start();
+        if (itsDeflated) return scan;
         std::size_t depth = 0, deepest = 0;
         while (position + 8 <= itsSize) {
             while (!itsFrames.empty() && itsFrames.back().end != noEnd && position >= itsFrames.back().end)
@@ -29,8 +32,14 @@ public:
             if (group == 0xFFFE) {
                 const UINT32 length = Number32(position + 4);
                 position += 8;
-                if (element == 0xE000)
-                    itsFrames.push_back({length == undefinedLength ? noEnd : position + length, false, false});
+                if (element == 0xE000) {
+                    const std::size_t end = length == undefinedLength ? noEnd : position + length;
+                    if (!itsFrames.empty() && itsFrames.back().sequence && end != noEnd &&
+                        itsFrames.back().end != noEnd && end > itsFrames.back().end)
+                        Fault(scan, itsFrames.back().tag, "an item's length runs past the end of this sequence; what "
+                                                          "follows the sequence was read into the item");
+                    itsFrames.push_back({end, false, false, 0});
+                }
                 else if (element == 0xE00D && !itsFrames.empty() && !itsFrames.back().sequence)
                     depth -= Close();
                 else if (element == 0xE0DD)
@@ -59,7 +68,8 @@ public:
             // Encapsulated pixel data holds items too, but DCMTK reads them without recursing.
             const bool counts = sequence && !(group == 0x7FE0 && element == 0x0010);
             if (sequence || length == undefinedLength) {
-                itsFrames.push_back({length == undefinedLength ? noEnd : position + length, true, counts});
+                itsFrames.push_back(
+                    {length == undefinedLength ? noEnd : position + length, true, counts, UINT32(group) << 16 | element});
                 if (counts && ++depth > deepest) deepest = depth;
                 if (deepest > limit) break;
                 continue;
@@ -67,7 +77,13 @@ public:
             if (length > itsSize - position) break;
             position += length;
         }
-        return deepest;
+        scan.deepestNesting = deepest;
+        if (deepest > limit) return scan;
+        // Sequences still open at the end of the file: it ends inside them.
+        for (const Frame& frame : itsFrames)
+            if (frame.sequence && frame.counts && (frame.end == noEnd || frame.end > itsSize))
+                Fault(scan, frame.tag, "the file ends inside this sequence; it was read as far as it goes");
+        return scan;
     }
 
 private:
@@ -75,7 +91,16 @@ private:
         std::size_t end;  // noEnd when closed by a delimiter
         bool sequence;    // a sequence, or an item
         bool counts;      // a level of nesting
+        UINT32 tag;       // of a sequence
     };
+
+    static void Fault(StructureScan& scan, UINT32 tag, const char* what) {
+        const UINT16 group = UINT16(tag >> 16), element = UINT16(tag & 0xFFFF);
+        std::string line = MAttributeTag(group, element).ToString();
+        const RWCString keyword = InstanceSpecificDataDictionary::Keyword(group, element);
+        if (!keyword.empty()) line += " " + keyword;
+        scan.faults.push_back(line + ": " + what);
+    }
 
     // The first byte of the data set, after the meta header; sets the encoding.
     std::size_t Start() {
@@ -97,6 +122,7 @@ private:
             while (!syntax.empty() && (syntax.back() == '\0' || syntax.back() == ' ')) syntax.pop_back();
             itsExplicitVR = syntax != "1.2.840.10008.1.2";
             itsBigEndian = syntax == "1.2.840.10008.1.2.2";
+            itsDeflated = syntax == "1.2.840.10008.1.2.1.99";
             return position;
         }
         // A bare data set: explicit VR when two capital letters follow the first tag.
@@ -135,13 +161,14 @@ private:
     std::size_t itsSize;
     bool itsExplicitVR = true;
     bool itsBigEndian = false;
+    bool itsDeflated = false;
     std::vector<Frame> itsFrames;
 };
 
 }  // namespace
 
-std::size_t sequenceNestingDepth(const unsigned char* bytes, std::size_t size, std::size_t limit) {
-    return NestingScanner(bytes, size).Depth(limit);
+StructureScan scanStructure(const unsigned char* bytes, std::size_t size, std::size_t nestingLimit) {
+    return StructureScanner(bytes, size).Scan(nestingLimit);
 }
 
 }  // namespace refcntr

@@ -1,0 +1,29 @@
+// The structure of an encoded data set, followed without parsing it: how deeply its sequences
+// nest (DCMTK's parser recurses once per level and overflows the stack past a few thousand
+// levels, so a file is measured before DCMTK sees it), and the faults in its structure that
+// DCMTK reads past without a word.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace refcntr {
+
+// Files whose sequences nest deeper than this are refused.
+constexpr std::size_t deepestSequenceNesting = 1000;
+
+struct StructureScan {
+    // The deepest nesting of sequences, counted no further than the limit + 1.
+    std::size_t deepestNesting = 0;
+    // One line per fault, naming the sequence: the file ending inside it, or an item of it
+    // whose length runs past its end.
+    std::vector<std::string> faults;
+};
+
+// Follows the file's bytes (preamble and meta header or a bare data set, explicit or implicit
+// VR, either byte order) as far as they are consistent; a damaged part ends the scan there, and
+// DCMTK then reports the damage. A deflated file is not scanned.
+StructureScan scanStructure(const unsigned char* bytes, std::size_t size, std::size_t nestingLimit);
+
+}  // namespace refcntr
