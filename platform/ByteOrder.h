@@ -1,4 +1,4 @@
-// Reversing the byte order of runs of fixed-width values in place.
+// Byte order: numbers stored in either order, and runs of fixed-width values reversed in place.
 #pragma once
 
 #include <cstddef>
@@ -6,6 +6,17 @@
 #include <cstring>
 
 namespace refcntr {
+
+// The 16-bit number stored at `bytes`, in big-endian order when `bigEndian`, else little.
+inline std::uint16_t storedNumber16(const unsigned char* bytes, bool bigEndian) {
+    return bigEndian ? std::uint16_t(bytes[0] << 8 | bytes[1]) : std::uint16_t(bytes[0] | bytes[1] << 8);
+}
+
+// The 32-bit number stored at `bytes`, in the same way.
+inline std::uint32_t storedNumber32(const unsigned char* bytes, bool bigEndian) {
+    const std::uint32_t first = storedNumber16(bytes, bigEndian), second = storedNumber16(bytes + 2, bigEndian);
+    return bigEndian ? (first << 16 | second) : (second << 16 | first);
+}
 
 // Reverses the bytes of each whole value of `width` bytes (1, 2, 4 or 8) in the first `length`
 // bytes; a trailing partial value is left as it is.

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "refcntr/platform/ByteOrder.h"
 #include "refcntr/platform/DataDictionary.h"
 #include "refcntr/platform/LengthField.h"
 #include "refcntr/platform/MDDEntry.h"
@@ -74,14 +75,8 @@ private:
         return copy;
     }
 
-    UINT16 Number16(std::size_t at) const {
-        return itsEndian == BigEndian ? UINT16(itsBytes[at] << 8 | itsBytes[at + 1])
-                                      : UINT16(itsBytes[at] | itsBytes[at + 1] << 8);
-    }
-    UINT32 Number32(std::size_t at) const {
-        const UINT32 low = Number16(at), high = Number16(at + 2);
-        return itsEndian == BigEndian ? (low << 16 | high) : (high << 16 | low);
-    }
+    UINT16 Number16(std::size_t at) const { return storedNumber16(itsBytes + at, itsEndian == BigEndian); }
+    UINT32 Number32(std::size_t at) const { return storedNumber32(itsBytes + at, itsEndian == BigEndian); }
 
     // Elements up to `end`, or up to an item delimiter when `delimited`.
     bool Elements(DICOMObject& target, std::size_t end, bool delimited, int depth) {

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "refcntr/platform/ByteOrder.h"
 #include "refcntr/platform/DataDictionary.h"
 #include "refcntr/platform/LengthField.h"
 #include "refcntr/platform/MAttributeTag.h"
@@ -149,13 +150,8 @@ private:
         return levels;
     }
 
-    UINT16 Number16(std::size_t at) const {
-        return itsBigEndian ? UINT16(itsBytes[at] << 8 | itsBytes[at + 1]) : UINT16(itsBytes[at] | itsBytes[at + 1] << 8);
-    }
-    UINT32 Number32(std::size_t at) const {
-        const UINT32 low = Number16(at), high = Number16(at + 2);
-        return itsBigEndian ? (low << 16 | high) : (high << 16 | low);
-    }
+    UINT16 Number16(std::size_t at) const { return storedNumber16(itsBytes + at, itsBigEndian); }
+    UINT32 Number32(std::size_t at) const { return storedNumber32(itsBytes + at, itsBigEndian); }
 
     const unsigned char* itsBytes;
     std::size_t itsSize;
