@@ -44,16 +44,21 @@ namespace {
 // A file is taken for DICOM when it has the "DICM" prefix after its 128-byte preamble, or, for
 // a bare data set, when its first tag is in groups 0002 to 0008 in either byte order (where
 // every stored data set starts). Text and other formats fail this before DCMTK guesses at them.
+bool looksLikeDicom(const unsigned char* head, std::size_t count) {
+    if (count >= 132 && std::memcmp(head + 128, "DICM", 4) == 0) return true;
+    if (count < 8) return false;
+    auto plausibleGroup = [](unsigned group) { return group >= 0x0002 && group <= 0x0008 && group % 2 == 0; };
+    return plausibleGroup(head[0] | (head[1] << 8)) || plausibleGroup((head[0] << 8) | head[1]);
+}
+
+// The same for a file that could not be read whole: only its start is read.
 bool looksLikeDicom(const std::string& path) {
     unsigned char head[132];
     std::FILE* file = std::fopen(path.c_str(), "rb");
     if (file == nullptr) return false;
-    std::size_t count = std::fread(head, 1, sizeof head, file);
+    const std::size_t count = std::fread(head, 1, sizeof head, file);
     std::fclose(file);
-    if (count == sizeof head && std::memcmp(head + 128, "DICM", 4) == 0) return true;
-    if (count < 8) return false;
-    auto plausibleGroup = [](unsigned group) { return group >= 0x0002 && group <= 0x0008 && group % 2 == 0; };
-    return plausibleGroup(head[0] | (head[1] << 8)) || plausibleGroup((head[0] << 8) | head[1]);
+    return looksLikeDicom(head, count);
 }
 
 bool isEndOfDataError(const OFCondition& status) {
@@ -140,18 +145,20 @@ std::unique_ptr<DICOMDataObject> readFile(const std::string& path, std::vector<s
     if (!S_ISREG(status.st_mode)) failToRead(path, "not a regular file");
     if (status.st_size == 0) failToRead(path, isEmpty(path) ? "empty file" : "not a DICOM file");
     if (::access(path.c_str(), R_OK) != 0) failToRead(path, describeSystemError(errno));
-    if (!looksLikeDicom(path)) failToRead(path, "not a DICOM file");
     // The common file is decoded straight into our data set; anything else goes through DCMTK,
     // unless its sequences nest deeper than DCMTK's recursive parser can go.
     const std::size_t size = std::size_t(status.st_size);
     std::vector<std::string> structureFaults;
     if (const std::unique_ptr<unsigned char[]> bytes = readWholeFile(path, size)) {
+        if (!looksLikeDicom(bytes.get(), size)) failToRead(path, "not a DICOM file");
         if (std::unique_ptr<DICOMDataObject> decoded = decodeCommonFile(bytes.get(), size, recordOffsets))
             return decoded;
         StructureScan scan = scanStructure(bytes.get(), size, deepestSequenceNesting);
         if (scan.deepestNesting > deepestSequenceNesting)
             failToRead(path, "sequences nested more than " + std::to_string(deepestSequenceNesting) + " levels deep");
         structureFaults = std::move(scan.faults);
+    } else if (!looksLikeDicom(path)) {
+        failToRead(path, "not a DICOM file");
     }
 
     DcmFileFormat file;
