@@ -17,19 +17,6 @@
 
 namespace refcntr {
 
-std::string describeSystemError(int error) {
-    switch (error) {
-    case ENOENT: return "no such file";
-    case ENOSPC: return "no space left on device";
-    case EDQUOT: return "disk quota exceeded";
-    case EFBIG: return "file too large";
-    default: break;
-    }
-    std::string text = std::strerror(error);
-    if (!text.empty() && text[0] >= 'A' && text[0] <= 'Z') text[0] = char(text[0] - 'A' + 'a');
-    return text;
-}
-
 namespace {
 
 [[noreturn]] void failToWrite(const std::string& path, const std::string& reason) {

@@ -43,7 +43,4 @@ private:
 // the CLI calls it on SIGTERM, SIGINT and SIGHUP.
 void removeUnfinishedFiles();
 
-// The system's reason for `error` as this library words it: "no space left on device".
-std::string describeSystemError(int error);
-
 }  // namespace refcntr

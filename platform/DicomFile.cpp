@@ -20,7 +20,6 @@
 #include <dcmtk/dcmdata/dcmetinf.h>
 #include <dcmtk/dcmdata/dcxfer.h>
 
-#include "refcntr/platform/AtomicFile.h"
 #include "refcntr/platform/DataSetDecoder.h"
 #include "refcntr/platform/DataSetEncoder.h"
 #include "refcntr/platform/DcmtkBridge.h"

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <exception>
+#include <string>
 
 #include "refcntr/platform/Types.h"
 
@@ -41,5 +42,9 @@ public:
     ExceptionBase* Clone() const override;
     RWCString GetType() const override;
 };
+
+// The system's reason for `error` (an errno value) as this library words it in messages:
+// "no such file", "no space left on device".
+std::string describeSystemError(int error);
 
 }  // namespace refcntr
