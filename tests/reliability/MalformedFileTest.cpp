@@ -17,6 +17,7 @@
 #include "refcntr/platform/DICOMDataObject.h"
 #include "refcntr/platform/DicomFile.h"
 #include "refcntr/platform/Exceptions.h"
+#include "refcntr/platform/LengthField.h"
 #include "refcntr/platform/SequenceVR.h"
 
 namespace refcntr {
@@ -31,12 +32,6 @@ using testfiles::ScratchDirectory;
 using testfiles::writeWholeFile;
 
 const char* const grayscaleStateClass = "1.2.840.10008.5.1.4.1.1.11.1";
-
-bool hasLongLength(const std::string& vr) {
-    for (const char* longVR : {"OB", "OD", "OF", "OL", "OV", "OW", "SQ", "SV", "UC", "UN", "UR", "UT", "UV"})
-        if (vr == longVR) return true;
-    return false;
-}
 
 // Explicit VR little endian bytes, written exactly as told (lengths included).
 class Bytes {
@@ -54,7 +49,7 @@ public:
     // An element whose length field says `length`, whatever the value holds.
     Bytes& header(std::uint16_t group, std::uint16_t element, const std::string& vr, std::uint32_t length) {
         u16(group).u16(element).raw(vr);
-        return hasLongLength(vr) ? u16(0).u32(length) : u16(std::uint16_t(length));
+        return hasLongLengthField(VRCode::make(vr[0], vr[1])) ? u16(0).u32(length) : u16(std::uint16_t(length));
     }
     Bytes& element(std::uint16_t group, std::uint16_t element, const std::string& vr, const std::string& value) {
         return header(group, element, vr, std::uint32_t(value.size())).raw(value);
