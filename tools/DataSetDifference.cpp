@@ -138,11 +138,11 @@ std::vector<std::string> missingElements(const DICOMObject& before, const DICOMO
     return paths;
 }
 
-std::vector<std::string> changedElements(const DICOMObject& before, const DICOMObject& after,
-                                         const std::function<bool(const MAttributeTag&)>& derived) {
-    std::vector<std::string> paths, changed;
-    Walk(&paths, &changed, &derived).dataSets(before, after, std::string());
-    return changed;
+Differences differences(const DICOMObject& before, const DICOMObject& after,
+                        const std::function<bool(const MAttributeTag&)>& derived) {
+    Differences found;
+    Walk(&found.missing, &found.changed, &derived).dataSets(before, after, std::string());
+    return found;
 }
 
 }  // namespace refcntr

@@ -20,10 +20,15 @@ namespace refcntr {
 // rather than as a shift of every later item.
 std::vector<std::string> missingElements(const DICOMObject& before, const DICOMObject& after);
 
-// The path of every element that both hold, items matched as above, whose value in `after`
-// does not mean what it meant in `before` (sameMeaning), in the order of `before`; elements
-// for which `derived` is true (values a writer recomputes) are not compared.
-std::vector<std::string> changedElements(const DICOMObject& before, const DICOMObject& after,
-                                         const std::function<bool(const MAttributeTag&)>& derived);
+// What `after` lacks (as missingElements gives it) and, in one walk, the path of every element
+// that both hold, items matched as above, whose value in `after` does not mean what it meant in
+// `before` (sameMeaning), in the order of `before`. Elements for which `derived` is true (values
+// a writer recomputes) are not compared.
+struct Differences {
+    std::vector<std::string> missing;
+    std::vector<std::string> changed;
+};
+Differences differences(const DICOMObject& before, const DICOMObject& after,
+                        const std::function<bool(const MAttributeTag&)>& derived);
 
 }  // namespace refcntr

@@ -3,6 +3,7 @@
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "CommandLine.h"
@@ -99,8 +100,7 @@ int roundtrip(const std::vector<std::string>& arguments) {
             throw Failure("cannot read back '" + outPath + "': " + error.what());
         }
         if (directory) std::cout << "record offsets recomputed for " << transferSyntaxOption(syntax) << '\n';
-        missing = missingElements(*input, *written);
-        changed = changedElements(*input, *written, [&directory](const MAttributeTag& tag) {
+        Differences found = differences(*input, *written, [&directory](const MAttributeTag& tag) {
             // Group lengths and the transfer syntax follow the file written; a directory's offsets
             // are recomputed, as reported above.
             const UINT16 group = tag.GetGroup(), element = tag.GetElement();
@@ -108,6 +108,8 @@ int roundtrip(const std::vector<std::string>& arguments) {
             return directory && group == 0x0004 &&
                    (element == 0x1200 || element == 0x1202 || element == 0x1400 || element == 0x1420);
         });
+        missing = std::move(found.missing);
+        changed = std::move(found.changed);
         for (const std::string& path : missing) std::cout << path << " missing\n";
         for (const std::string& path : changed) std::cout << path << " changed\n";
         std::cout << counted(missing.size(), "attribute") << " missing, " << changed.size() << " changed\n";

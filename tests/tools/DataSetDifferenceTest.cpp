@@ -170,7 +170,7 @@ TEST(DataSetDifference, ChangedValuesAreListedByPathAndDerivedOnesAreNotCompared
     after.ReplaceVR(text(0x0010, 0x0010, "Doe "));
     after.ReplaceVR(text(0x0010, 0x0020, "P2"));
     const auto groupLengths = [](const MAttributeTag& tag) { return tag.GetElement() == 0x0000; };
-    EXPECT_EQ(changedElements(before, after, groupLengths), Paths{"(0010,0020)"});
+    EXPECT_EQ(differences(before, after, groupLengths).changed, Paths{"(0010,0020)"});
 }
 
 }  // namespace
