@@ -129,11 +129,14 @@ private:
     }
 
     // DCMTK hands texts over without trailing pad (blanks, or NULs in a UID); they are kept
-    // padded again to even length, as the bridge keeps what DCMTK reads.
+    // padded again to even length, as the bridge keeps what DCMTK reads. DCMTK removes every
+    // white-space character from a UID, so such UIDs are left to it.
     static bool Text(DICOMObject& target, std::unique_ptr<VR> element, const unsigned char* value, UINT32 length) {
         const bool uid = element->GetVRCode() == VRCode::UI;
-        for (UINT32 i = 0; i < length; ++i)
-            if ((uid && value[i] == ' ') || (!uid && value[i] == '\0')) return false;
+        for (UINT32 i = 0; i < length; ++i) {
+            const bool whiteSpace = value[i] == ' ' || (value[i] >= '\t' && value[i] <= '\r');
+            if (uid ? whiteSpace : value[i] == '\0') return false;
+        }
         const unsigned char pad = uid ? '\0' : ' ';
         while (length > 0 && value[length - 1] == pad) --length;
         if (length > 0) {

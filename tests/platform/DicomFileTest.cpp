@@ -507,6 +507,7 @@ TEST_F(DcmtkFiles, CommonFilesDecodedStraightReadAsThroughDCMTK) {
         {"an odd length", rawElement(0x0010, 0x0010, "PN", "ABC")},
         {"a NUL in a text", rawElement(0x0010, 0x0010, "PN", std::string("AB\0\0", 4))},
         {"a blank in a UID", rawElement(0x0008, 0x0018, "UI", "1.2 ")},
+        {"a vertical tab in a UID", rawElement(0x0008, 0x0018, "UI", std::string("1.2\v\0", 4))},
         {"elements out of order", rawElement(0x0010, 0x0020, "LO", "AB") + rawElement(0x0010, 0x0010, "PN", "AB")},
         {"a value past the end", rawElement(0x0010, 0x0010, "PN", "ABCD").substr(0, 10)},
         {"a VR no one knows", rawElement(0x0010, 0x0010, "QQ", "AB")},
