@@ -4,6 +4,7 @@
 
 #include "refcntr/platform/ByteOrder.h"
 #include "refcntr/platform/DataDictionary.h"
+#include "refcntr/platform/DictionaryVRConversion.h"
 #include "refcntr/platform/LengthField.h"
 #include "refcntr/platform/MDDEntry.h"
 #include "refcntr/platform/SequenceVR.h"
@@ -15,17 +16,6 @@ namespace {
 constexpr UINT32 undefinedLength = 0xFFFFFFFF;
 // Deeper nesting is left to DCMTK's reader and its handling of hostile files.
 constexpr int deepestNesting = 64;
-
-// Whether DCMTK reads an element of this VR where the dictionary has `dictionaryCode` without a note.
-bool agreesWithDictionary(UINT16 vrCode, UINT16 dictionaryCode) {
-    switch (dictionaryCode) {
-    case VRCode::Unknown: case VRCode::UN: return true;
-    case VRCode::US_OR_SS: return vrCode == VRCode::US || vrCode == VRCode::SS;
-    case VRCode::OW_OR_OB: return vrCode == VRCode::OW || vrCode == VRCode::OB;
-    case VRCode::OW_OR_US_OR_SS: return vrCode == VRCode::OW || vrCode == VRCode::US || vrCode == VRCode::SS;
-    default: return vrCode == dictionaryCode;
-    }
-}
 
 class Decoder {
 public:

@@ -23,6 +23,7 @@
 #include "refcntr/platform/DataSetDecoder.h"
 #include "refcntr/platform/DataSetEncoder.h"
 #include "refcntr/platform/DcmtkBridge.h"
+#include "refcntr/platform/DictionaryVRConversion.h"
 #include "refcntr/platform/Exceptions.h"
 #include "refcntr/platform/MAttributeTag.h"
 #include "refcntr/platform/StructureScan.h"
@@ -200,6 +201,7 @@ std::unique_ptr<DICOMDataObject> readFile(const std::string& path, std::vector<s
     } catch (const RuntimeException& error) {
         failToRead(path, error.GetMessage());
     }
+    convertToDictionaryVRs(*result, notes, deepestSequenceNesting);
     return result;
 }
 

@@ -19,7 +19,8 @@ constexpr std::size_t noEnd = std::size_t(-1);
 
 class StructureScanner {
 public:
-    StructureScanner(const unsigned char* bytes, std::size_t size) : itsBytes(bytes), itsSize(size) {}
+    StructureScanner(const unsigned char* bytes, std::size_t size, bool implicitLittleEndian)
+        : itsBytes(bytes), itsSize(size), itsImplicitLittleEndian(implicitLittleEndian) {}
 
     StructureScan Scan(std::size_t limit) {
         StructureScan scan;
@@ -106,6 +107,10 @@ private:
     // The first byte of the data set, after the meta header; sets the encoding.
     std::size_t Start() {
         std::size_t position = 0;
+        if (itsImplicitLittleEndian) {
+            itsExplicitVR = itsBigEndian = false;
+            return position;
+        }
         if (itsSize >= 132 && std::memcmp(itsBytes + 128, "DICM", 4) == 0) {
             position = 132;
             std::string syntax;
@@ -155,6 +160,7 @@ private:
 
     const unsigned char* itsBytes;
     std::size_t itsSize;
+    bool itsImplicitLittleEndian;
     bool itsExplicitVR = true;
     bool itsBigEndian = false;
     bool itsDeflated = false;
@@ -164,7 +170,11 @@ private:
 }  // namespace
 
 StructureScan scanStructure(const unsigned char* bytes, std::size_t size, std::size_t nestingLimit) {
-    return StructureScanner(bytes, size).Scan(nestingLimit);
+    return StructureScanner(bytes, size, false).Scan(nestingLimit);
+}
+
+StructureScan scanImplicitLittleEndian(const unsigned char* bytes, std::size_t size, std::size_t nestingLimit) {
+    return StructureScanner(bytes, size, true).Scan(nestingLimit);
 }
 
 }  // namespace refcntr

@@ -26,4 +26,8 @@ struct StructureScan {
 // DCMTK then reports the damage. A deflated file is not scanned.
 StructureScan scanStructure(const unsigned char* bytes, std::size_t size, std::size_t nestingLimit);
 
+// The same scan of bytes known to be encoded in implicit VR little endian, such as the value
+// of a sequence stored as UN, which starts with its first item.
+StructureScan scanImplicitLittleEndian(const unsigned char* bytes, std::size_t size, std::size_t nestingLimit);
+
 }  // namespace refcntr

@@ -3,6 +3,7 @@
 // set despite the damage) read it; `roundtrip` never leaves a partial output behind.
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -14,6 +15,7 @@
 #include <gtest/gtest.h>
 
 #include "support/RunProgram.h"
+#include "refcntr/core/AttributeReader.h"
 #include "refcntr/platform/DICOMDataObject.h"
 #include "refcntr/platform/DicomFile.h"
 #include "refcntr/platform/Exceptions.h"
@@ -176,8 +178,8 @@ const Damage damages[] = {
              .element(0x0070, 0x0080, "CS", "REVIEW")
              .str();
      },
-     "", "itsContentLabelElement = \"REVIEW\"",
-     "(0008,1115) ReferencedSeriesSequence: VR UN where the dictionary has SQ; kept as read"},
+     "", "itsSeriesInstanceUIDElement = \"2.25.45\"",
+     "(0008,1115) ReferencedSeriesSequence: VR UN where the dictionary has SQ; converted to SQ"},
     {"StringWhereUSIsExpected",
      [] {
          return presentationStateStart()
@@ -309,6 +311,56 @@ TEST(MalformedFiles, ManyFaultsGetAHundredNotesAndACountOfTheRest) {
     ASSERT_EQ(101u, notes.size());
     EXPECT_EQ("(0070,0042) ImageRotation: VR CS where the dictionary has US; kept as read", notes[99]);
     EXPECT_EQ("and 50 more", notes[100]);
+}
+
+// A value stored with a VR other than the dictionary's is converted by its meaning when that is
+// exact, else kept as read; either way a note says which. A text kept where binary numbers
+// belong is never taken for their bytes.
+TEST(MalformedFiles, ValuesStoredWithAnotherVRAreConvertedByMeaningOrKeptAndNoted) {
+    Bytes file = presentationStateStart();
+    std::string spacing(8, '\0');
+    const double half = 0.5;
+    std::memcpy(&spacing[0], &half, 8);
+    file.element(0x0018, 0x1164, "FD", spacing)             // DS in the dictionary
+        .element(0x0028, 0x0010, "IS", "512 ")             // US
+        .element(0x0028, 0x0011, "UL", std::string("\x70\x11\x01\x00", 4))  // US, 70000 does not fit
+        .element(0x0070, 0x0022, "DS", "280.5\\190 ")    // FL
+        .element(0x0070, 0x0041, "DS", "1.5e300 ")          // CS: text, kept
+        .element(0x0070, 0x0042, "DS", "abc ");             // US: not a number, kept
+    ScratchDirectory directory;
+    const std::string path = directory.File("vrs.dcm");
+    writeWholeFile(path, file.str());
+    std::vector<std::string> notes;
+    const std::unique_ptr<DICOMDataObject> data = readDicomFile(path, notes);
+    EXPECT_EQ(notes, (std::vector<std::string>{
+                         "(0018,1164) ImagerPixelSpacing: VR FD where the dictionary has DS; converted to DS",
+                         "(0028,0010) Rows: VR IS where the dictionary has US; converted to US",
+                         "(0028,0011) Columns: VR UL where the dictionary has US; kept as read",
+                         "(0070,0022) GraphicData: VR DS where the dictionary has FL; converted to FL",
+                         "(0070,0041) ImageHorizontalFlip: VR DS where the dictionary has CS; kept as read",
+                         "(0070,0042) ImageRotation: VR DS where the dictionary has US; kept as read"}));
+    RWCString text;
+    ASSERT_TRUE(data->GetString(0x0018, 0x1164, text));
+    EXPECT_EQ("0.5", text);
+    UINT16 rows = 0;
+    ASSERT_TRUE(data->GetUINT16(0x0028, 0x0010, rows));
+    EXPECT_EQ(512, rows);
+    const VR* graphic = data->GetVR(0x0070, 0x0022);
+    ASSERT_EQ(VRCode::FL, graphic->GetVRCode());
+    float points[2];
+    ASSERT_EQ(8u, graphic->GetLength());
+    std::memcpy(points, graphic->GetData(), 8);
+    EXPECT_EQ(280.5f, points[0]);
+    EXPECT_EQ(190.0f, points[1]);
+    EXPECT_EQ(VRCode::UL, data->GetVR(0x0028, 0x0011)->GetVRCode());
+    EXPECT_EQ(VRCode::DS, data->GetVR(0x0070, 0x0042)->GetVRCode());
+
+    // Graphic data kept as text is not read as floats.
+    Bytes kept = presentationStateStart();
+    kept.element(0x0070, 0x0022, "DS", "x\\y ");
+    writeWholeFile(path, kept.str());
+    OwnedArray<float> graphicData;
+    EXPECT_FALSE(attribute::readRawArray(*readDicomFile(path), 0x0070, 0x0022, graphicData));
 }
 
 // A presentation state whose content sequence nests `depth` levels deep, in explicit VR with
