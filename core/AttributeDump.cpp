@@ -3,6 +3,7 @@
 #include <charconv>
 
 #include "refcntr/core/ContainerUtils.h"
+#include "refcntr/core/DumpStream.h"
 #include "refcntr/core/Module.h"
 #include "refcntr/core/SequenceBase.h"
 
@@ -10,6 +11,11 @@ namespace refcntr {
 
 namespace {
 const char* const notPresent = " = <not present>";
+}
+
+RWCString AttributeDump::take() {
+    flushDumpText(itsResult);
+    return std::move(itsResult);
 }
 
 AttributeDump::AttributeDump(int indent) : itsIndent(indent), itsPad(2 * indent, ' ') {
@@ -86,6 +92,7 @@ void AttributeDump::sequence(const char* name, const SequenceBase& sequence) {
     itsResult += " = \n";
     itsResult += itsPad;
     itsResult += "{\n";
+    flushDumpText(itsResult);
     itsResult += sequence.toString(itsIndent);
     itsResult += itsPad;
     itsResult += "}";
@@ -117,6 +124,7 @@ void AttributeDump::childBlock(const PSChangeHandler& child) {
     itsResult += "{\n";
     itsResult += itsPad;
     itsResult += "  ";
+    flushDumpText(itsResult);
     itsResult += child.toString(itsIndent + 1);
     itsResult += '\n';
     itsResult += itsPad;

@@ -45,8 +45,8 @@ public:
     // An entity held by an IOD: " = <not present>" when null, else its dump in braces.
     void child(const char* name, const PSChangeHandler* child);
 
-    // The dump, moved out; the object is done with.
-    RWCString take() { return std::move(itsResult); }
+    // The dump, moved out (what is left of it while writeDump streams it); the object is done with.
+    RWCString take();
 
 private:
     void startLine(const char* name);

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "refcntr/core/ContainerUtils.h"
+#include "refcntr/core/DumpStream.h"
 #include "refcntr/core/SequenceBase.h"
 
 namespace refcntr {
@@ -132,6 +133,7 @@ RWCString Sequence<T>::dumpItems(int indent) const {
         result += "  {\n";
         result += pad;
         result += "    ";
+        flushDumpText(result);
         result += itsItems[i]->toString(indent + 2);
         result += "\n";
         result += pad;
@@ -139,6 +141,7 @@ RWCString Sequence<T>::dumpItems(int indent) const {
         if (i + 1 < itsItems.size()) result += ",";
         result += "\n";
     }
+    flushDumpText(result);
     return result;
 }
 

@@ -11,6 +11,7 @@
 #include "DataSetPrinter.h"
 #include "DumpDepth.h"
 #include "InputFile.h"
+#include "refcntr/core/DumpStream.h"
 #include "StoredObject.h"
 
 namespace refcntr::cli {
@@ -58,13 +59,18 @@ int dump(const std::vector<std::string>& arguments) {
     if (kind == StoredObjectKind::Other) {
         printDataSet(std::cout, *data);
     } else {
-        RWCString text;
         try {
-            text = module ? dumpModule(*module, *data) : createContainer(kind, *data)->toString(0);
+            if (module || levels) {
+                const RWCString text = module ? dumpModule(*module, *data) : createContainer(kind, *data)->toString(0);
+                std::cout << (levels ? limitDumpDepth(text, levels) : text) << '\n';
+            } else {
+                // The whole tree is streamed: its text can be hundreds of times the file's size.
+                writeDump(std::cout, *createContainer(kind, *data), 0);
+                std::cout << '\n';
+            }
         } catch (const std::exception& error) {
             throw Failure("cannot dump '" + path + "' as a " + kindName(kind) + ": " + error.what());
         }
-        std::cout << (levels ? limitDumpDepth(text, levels) : text) << '\n';
     }
     std::cout.flush();
     if (!std::cout) throw Failure("cannot dump '" + path + "': standard output failed");
