@@ -1,6 +1,7 @@
 #include "DataSetCode.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <vector>
 
 #include "IODExercise.h"
@@ -13,8 +14,8 @@ namespace refcntr::fuzz {
 namespace {
 
 constexpr unsigned maximumDepth = 200;
-constexpr unsigned maximumRepeatedElements = 1u << 13;
-constexpr std::size_t maximumValueBytes = std::size_t(1) << 18;
+constexpr unsigned maximumRepeatedElements = 1u << 10;
+constexpr std::size_t maximumValueBytes = std::size_t(1) << 16;
 
 enum Instruction {
     KnownElement,
@@ -39,12 +40,20 @@ public:
         return std::uint16_t(low | (u8() << 8));
     }
     // `length` bytes; past the end of the input the bytes read so far repeat (zeros when none).
-    std::vector<unsigned char> bytes(std::size_t length, std::size_t takeAtMost) {
-        std::vector<unsigned char> result(length);
+    // `length` bytes repeating the next bytes of input (at most `takeAtMost` of them); past
+    // `longest`, the input is passed over the same way and nothing is returned.
+    std::vector<unsigned char> bytes(std::size_t length, std::size_t takeAtMost, std::size_t longest = SIZE_MAX) {
         const std::size_t available = std::min({length, takeAtMost, itsSize - std::min(itsPosition, itsSize)});
-        std::copy(itsBytes + itsPosition, itsBytes + itsPosition + available, result.begin());
+        const std::uint8_t* from = itsBytes + itsPosition;
         itsPosition += available;
-        for (std::size_t i = available; available > 0 && i < length; ++i) result[i] = result[i % available];
+        if (length > longest || available == 0) return std::vector<unsigned char>(length > longest ? 0 : length);
+        std::vector<unsigned char> result(length);
+        std::copy(from, from + available, result.begin());
+        for (std::size_t filled = available; filled < length;) {
+            const std::size_t count = std::min(filled, length - filled);
+            std::copy(result.begin(), result.begin() + std::ptrdiff_t(count), result.begin() + std::ptrdiff_t(filled));
+            filled += count;
+        }
         return result;
     }
 
@@ -54,18 +63,19 @@ private:
     std::size_t itsPosition = 0;
 };
 
-std::vector<unsigned char> readValue(Reader& in) {
+// A value, or none when it is longer than `longest` (the rest of the value budget).
+std::vector<unsigned char> readValue(Reader& in, std::size_t longest) {
     switch (in.u8() & 3) {
         case 0: return {};
         case 1: {
             const std::size_t length = in.u8();
-            return in.bytes(length, length);
+            return in.bytes(length, length, longest);
         }
         case 2: {
             const std::size_t length = in.u16();
-            return in.bytes(length, length);
+            return in.bytes(length, length, longest);
         }
-        default: return in.bytes(std::size_t(in.u16()) * 16, 16);
+        default: return in.bytes(std::size_t(in.u16()) * 16, 16, longest);
     }
 }
 
@@ -153,7 +163,7 @@ private:
                 const auto& rows = knownAttributes();
                 const KnownAttribute& row = rows[itsIn.u16() % rows.size()];
                 const UINT16 vrCode = (opcode & flag) ? itsIn.u16() : codeOf(row.vr);
-                const std::vector<unsigned char> value = readValue(itsIn);
+                const std::vector<unsigned char> value = readValue(itsIn, maximumValueBytes - itsValueBytes);
                 store(current(), row.group, row.element, vrCode, value, row.privateCreator);
                 break;
             }
@@ -161,7 +171,7 @@ private:
                 const UINT16 group = itsIn.u16();
                 const UINT16 element = itsIn.u16();
                 const UINT16 vrCode = itsIn.u16();
-                store(current(), group, element, vrCode, readValue(itsIn), nullptr);
+                store(current(), group, element, vrCode, readValue(itsIn, maximumValueBytes - itsValueBytes), nullptr);
                 break;
             }
             case OpenSequence: {

@@ -1,7 +1,8 @@
 // A byte code that builds a DICOMDataObject directly, with none of DCMTK's checks: fuzz_data_set
 // runs it on the fuzzer's bytes, and the seed writer turns sample files into it.
 //
-// Byte 0: bit 0 set for a big-endian data set (every item and element takes its order).
+// Byte 0: bit 0 set for a big-endian data set (every item and element takes its order); the
+// fuzz target reads bits 1 and 2 as the IOD to exercise.
 // Then instructions, each an opcode byte whose low 3 bits pick the instruction and whose
 // next bit (F) is a flag, each followed by its operands:
 //   0 known element   u16 row of knownAttributes(); F: then u16 VR code instead of the row's; value
@@ -15,8 +16,8 @@
 //   7 remove element  u16 group, u16 element from the current item
 // A value is a u8 form, then: form 0 no bytes; 1 u8 length; 2 u16 length; 3 u16 length x 16,
 // the bytes filled by repeating up to 16 bytes of input. Operands are little-endian; input
-// that runs out reads as zero bytes. Nesting stops at 200 levels, repeats at 8,192 elements,
-// and values at 256 KiB in all (later values are empty).
+// that runs out reads as zero bytes. Nesting stops at 200 levels, repeats at 1,024 elements,
+// and values at 64 KiB in all (later values are empty).
 #pragma once
 
 #include <cstddef>

@@ -234,12 +234,32 @@ struct Rows {
 
 }  // namespace
 
-void exerciseIODs(const DICOMDataObject& data) {
-    roundTrip<BasicDirectoryCompositeIOD>("BasicDirectoryCompositeIOD", data);
-    roundTrip<GrayscaleSoftcopyPresentationStateCompositeIOD>("GrayscaleSoftcopyPresentationStateCompositeIOD", data);
-    roundTrip<ColorSoftcopyPresentationStateCompositeIOD>("ColorSoftcopyPresentationStateCompositeIOD", data);
-    roundTrip<PseudoColorSoftcopyPresentationStateCompositeIOD>("PseudoColorSoftcopyPresentationStateCompositeIOD",
-                                                                data);
+IODChoice iodOf(const DICOMDataObject& data, IODChoice fallback) {
+    RWCString sopClass;
+    if (!data.GetString(0x0008, 0x0016, sopClass)) data.GetString(0x0002, 0x0002, sopClass);
+    if (sopClass == "1.2.840.10008.1.3.10") return IODChoice::Directory;
+    if (sopClass == "1.2.840.10008.5.1.4.1.1.11.1") return IODChoice::GrayscaleState;
+    if (sopClass == "1.2.840.10008.5.1.4.1.1.11.2") return IODChoice::ColorState;
+    if (sopClass == "1.2.840.10008.5.1.4.1.1.11.3") return IODChoice::PseudoColorState;
+    return fallback;
+}
+
+// One IOD per input: each costs as much as the data set is large, and the fuzzer reaches every
+// IOD through the inputs that choose it.
+void exerciseIOD(const DICOMDataObject& data, IODChoice iod) {
+    switch (iod) {
+    case IODChoice::Directory: roundTrip<BasicDirectoryCompositeIOD>("BasicDirectoryCompositeIOD", data); break;
+    case IODChoice::GrayscaleState:
+        roundTrip<GrayscaleSoftcopyPresentationStateCompositeIOD>("GrayscaleSoftcopyPresentationStateCompositeIOD", data);
+        break;
+    case IODChoice::ColorState:
+        roundTrip<ColorSoftcopyPresentationStateCompositeIOD>("ColorSoftcopyPresentationStateCompositeIOD", data);
+        break;
+    case IODChoice::PseudoColorState:
+        roundTrip<PseudoColorSoftcopyPresentationStateCompositeIOD>("PseudoColorSoftcopyPresentationStateCompositeIOD",
+                                                                    data);
+        break;
+    }
 }
 
 const std::vector<KnownAttribute>& knownAttributes() {

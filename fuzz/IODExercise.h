@@ -9,14 +9,20 @@
 
 namespace refcntr::fuzz {
 
+// The composite IODs, in the order of the bits that choose one.
+enum class IODChoice { Directory, GrayscaleState, ColorState, PseudoColorState };
+
+// The IOD of the data set's SOP class (media storage SOP class for a directory), or `fallback`.
+IODChoice iodOf(const DICOMDataObject& data, IODChoice fallback);
+
 // Runs `create`, `save` into a fresh data set of the same byte order, `create` again and
-// `toString` for the directory and the three presentation-state IODs, and `getItems` on every
+// `toString` for the chosen IOD, and `getItems` on every
 // image-indexed sequence they hold. Aborts, after printing what differs, when `save` throws,
 // when a value in the first dump is missing or changed in the second (the second may add the
 // empty type 2 attributes save writes), when saving the second container writes a data set
 // different from the first save, when a copy dumps differently, or when `getItems` returns an
 // item that is not in its sequence or misses one filed under the key asked for.
-void exerciseIODs(const DICOMDataObject& data);
+void exerciseIOD(const DICOMDataObject& data, IODChoice iod);
 
 // Every (group, element, VR text, private creator) row of the generated description tables,
 // private rows with the offset as element number; creator is null for standard rows.
