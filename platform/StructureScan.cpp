@@ -1,8 +1,12 @@
 #include "refcntr/platform/StructureScan.h"
 
+#include <algorithm>
+#include <climits>
 #include <cstring>
 #include <string>
 #include <vector>
+
+#include <zlib.h>
 
 #include "refcntr/platform/ByteOrder.h"
 #include "refcntr/platform/DataDictionary.h"
@@ -17,6 +21,93 @@ namespace {
 constexpr UINT32 undefinedLength = 0xFFFFFFFF;
 constexpr std::size_t noEnd = std::size_t(-1);
 
+// The bytes the scan follows, read forward: what lies before a released position is not
+// asked for again.
+class ByteSource {
+public:
+    virtual ~ByteSource() = default;
+    // Whether the bytes up to `end` exist.
+    virtual bool Has(std::size_t end) = 0;
+    // The byte at `position`, which Has covered and which was not released.
+    virtual const unsigned char* At(std::size_t position) = 0;
+    virtual void Release(std::size_t before) = 0;
+    // Every byte's count.
+    virtual std::size_t Size() = 0;
+};
+
+class MemorySource : public ByteSource {
+public:
+    MemorySource(const unsigned char* bytes, std::size_t size) : itsBytes(bytes), itsSize(size) {}
+    bool Has(std::size_t end) override { return end <= itsSize; }
+    const unsigned char* At(std::size_t position) override { return itsBytes + position; }
+    void Release(std::size_t) override {}
+    std::size_t Size() override { return itsSize; }
+
+private:
+    const unsigned char* itsBytes;
+    std::size_t itsSize;
+};
+
+// A deflated data set, inflated as the scan goes and kept only from the last released position
+// on, so that a file that inflates a thousandfold costs no more memory than a small one.
+class InflatingSource : public ByteSource {
+public:
+    InflatingSource(const unsigned char* bytes, std::size_t size) {
+        itsStream.next_in = const_cast<unsigned char*>(bytes);
+        itsStream.avail_in = uInt(std::min<std::size_t>(size, UINT_MAX));
+        itsFinished = inflateInit2(&itsStream, -MAX_WBITS) != Z_OK;  // raw deflate, no header
+        itsStarted = !itsFinished;
+    }
+    ~InflatingSource() override {
+        if (itsStarted) inflateEnd(&itsStream);
+    }
+    bool Has(std::size_t end) override {
+        while (itsStart + itsWindow.size() < end && Inflate()) {
+        }
+        return itsStart + itsWindow.size() >= end;
+    }
+    const unsigned char* At(std::size_t position) override { return itsWindow.data() + (position - itsStart); }
+    void Release(std::size_t before) override {
+        if (before <= itsStart) return;
+        const std::size_t drop = std::min(before - itsStart, itsWindow.size());
+        itsWindow.erase(itsWindow.begin(), itsWindow.begin() + std::ptrdiff_t(drop));
+        itsStart += drop;
+        itsSkipTo = std::max(itsSkipTo, before);
+    }
+    std::size_t Size() override {
+        while (Inflate()) {
+        }
+        return itsStart + itsWindow.size();
+    }
+
+private:
+    // Inflates one more chunk; false at the end of the stream or on damage.
+    bool Inflate() {
+        if (itsFinished) return false;
+        unsigned char chunk[1 << 16];
+        itsStream.next_out = chunk;
+        itsStream.avail_out = sizeof chunk;
+        const int status = inflate(&itsStream, Z_NO_FLUSH);
+        const std::size_t produced = sizeof chunk - itsStream.avail_out;
+        if (status != Z_OK || produced == 0) itsFinished = true;
+        // Bytes before a released position are dropped as they come.
+        std::size_t from = 0;
+        if (itsWindow.empty() && itsStart < itsSkipTo) {
+            from = std::min(produced, itsSkipTo - itsStart);
+            itsStart += from;
+        }
+        itsWindow.insert(itsWindow.end(), chunk + from, chunk + produced);
+        return produced > 0;
+    }
+
+    z_stream itsStream{};
+    bool itsStarted = false;
+    bool itsFinished = false;
+    std::size_t itsStart = 0;   // position of the window's first byte
+    std::size_t itsSkipTo = 0;  // bytes before it are not kept
+    std::vector<unsigned char> itsWindow;
+};
+
 class StructureScanner {
 public:
     StructureScanner(const unsigned char* bytes, std::size_t size, bool implicitLittleEndian)
@@ -24,10 +115,26 @@ public:
 
     StructureScan Scan(std::size_t limit) {
         StructureScan scan;
-        std::size_t position = Start();
-        if (itsDeflated) return scan;
+        const std::size_t start = Start();
+        if (itsDeflated) {
+            // The deflated data set is explicit VR little endian.
+            InflatingSource source(itsBytes + start, itsSize - start);
+            itsExplicitVR = true;
+            itsBigEndian = false;
+            ScanDataSet(source, 0, limit, scan);
+        } else {
+            MemorySource source(itsBytes, itsSize);
+            ScanDataSet(source, start, limit, scan);
+        }
+        return scan;
+    }
+
+private:
+    void ScanDataSet(ByteSource& source, std::size_t position, std::size_t limit, StructureScan& scan) {
+        itsSource = &source;
         std::size_t depth = 0, deepest = 0;
-        while (position + 8 <= itsSize) {
+        while (source.Has(position + 8)) {
+            source.Release(position);
             while (!itsFrames.empty() && itsFrames.back().end != noEnd && position >= itsFrames.back().end)
                 depth -= Close();
             const UINT16 group = Number16(position), element = Number16(position + 2);
@@ -51,9 +158,9 @@ public:
             UINT32 length = 0;
             bool sequence = false;
             if (itsExplicitVR) {
-                const UINT16 vrCode = VRCode::make(char(itsBytes[position + 4]), char(itsBytes[position + 5]));
+                const UINT16 vrCode = VRCode::make(char(*source.At(position + 4)), char(*source.At(position + 5)));
                 if (hasLongLengthField(vrCode)) {
-                    if (position + 12 > itsSize) break;
+                    if (!source.Has(position + 12)) break;
                     length = Number32(position + 8);
                     position += 12;
                 } else {
@@ -76,19 +183,19 @@ public:
                 if (deepest > limit) break;
                 continue;
             }
-            if (length > itsSize - position) break;
+            source.Release(position + length);
+            if (!source.Has(position + length)) break;
             position += length;
         }
         scan.deepestNesting = deepest;
-        if (deepest > limit) return scan;
+        if (deepest > limit) return;
         // Sequences still open at the end of the file: it ends inside them.
+        const std::size_t size = source.Size();
         for (const Frame& frame : itsFrames)
-            if (frame.sequence && frame.counts && (frame.end == noEnd || frame.end > itsSize))
+            if (frame.sequence && frame.counts && (frame.end == noEnd || frame.end > size))
                 Fault(scan, frame.tag, "the file ends inside this sequence; it was read as far as it goes");
-        return scan;
     }
 
-private:
     struct Frame {
         std::size_t end;  // noEnd when closed by a delimiter
         bool sequence;    // a sequence, or an item
@@ -155,8 +262,13 @@ private:
         return levels;
     }
 
-    UINT16 Number16(std::size_t at) const { return storedNumber16(itsBytes + at, itsBigEndian); }
-    UINT32 Number32(std::size_t at) const { return storedNumber32(itsBytes + at, itsBigEndian); }
+    // Numbers of the data set being scanned; the meta header is read from memory before that.
+    UINT16 Number16(std::size_t at) const {
+        return storedNumber16(itsSource ? itsSource->At(at) : itsBytes + at, itsBigEndian);
+    }
+    UINT32 Number32(std::size_t at) const {
+        return storedNumber32(itsSource ? itsSource->At(at) : itsBytes + at, itsBigEndian);
+    }
 
     const unsigned char* itsBytes;
     std::size_t itsSize;
@@ -164,6 +276,7 @@ private:
     bool itsExplicitVR = true;
     bool itsBigEndian = false;
     bool itsDeflated = false;
+    ByteSource* itsSource = nullptr;
     std::vector<Frame> itsFrames;
 };
 

@@ -23,7 +23,7 @@ struct StructureScan {
 
 // Follows the file's bytes (preamble and meta header or a bare data set, explicit or implicit
 // VR, either byte order) as far as they are consistent; a damaged part ends the scan there, and
-// DCMTK then reports the damage. A deflated file is not scanned.
+// DCMTK then reports the damage. A deflated data set is inflated as the scan goes.
 StructureScan scanStructure(const unsigned char* bytes, std::size_t size, std::size_t nestingLimit);
 
 // The same scan of bytes known to be encoded in implicit VR little endian, such as the value

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <zlib.h>
 
 #include "support/RunProgram.h"
 #include "refcntr/core/AttributeReader.h"
@@ -70,13 +71,13 @@ private:
 
 const char* const mediaStorageDirectoryClass = "1.2.840.10008.1.3.10";
 
-// Preamble and meta header of a file of the SOP class.
-Bytes fileStart(const char* sopClass) {
+// Preamble and meta header of a file of the SOP class (the transfer syntax UID padded to even length).
+Bytes fileStart(const char* sopClass, const std::string& transferSyntax = std::string("1.2.840.10008.1.2.1") + '\0') {
     Bytes meta;
     meta.element(0x0002, 0x0001, "OB", std::string("\0\1", 2))
         .element(0x0002, 0x0002, "UI", sopClass)
         .element(0x0002, 0x0003, "UI", "2.25.77130")
-        .element(0x0002, 0x0010, "UI", std::string("1.2.840.10008.1.2.1") + '\0');
+        .element(0x0002, 0x0010, "UI", transferSyntax);
     Bytes file;
     file.raw(std::string(128, '\0') + "DICM").header(0x0002, 0x0000, "UL", 4).u32(std::uint32_t(meta.str().size()));
     file.raw(meta.str());
@@ -396,12 +397,33 @@ std::string nestedImplicitly(std::size_t depth) {
     return file.raw("TEXT").str();
 }
 
+// The same data set deflated, after a meta header that says so.
+std::string nestedDeflated(std::size_t depth) {
+    const std::string plain = nestedExplicitly(depth).substr(presentationStateStart().str().size());
+    Bytes body = Bytes()
+                     .element(0x0008, 0x0016, "UI", grayscaleStateClass)
+                     .element(0x0008, 0x0018, "UI", "2.25.77130")
+                     .element(0x0008, 0x0060, "CS", "PR")
+                     .raw(plain);
+    z_stream stream{};
+    EXPECT_EQ(Z_OK, deflateInit2(&stream, 6, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY));
+    std::string deflated(deflateBound(&stream, uLong(body.str().size())), '\0');
+    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(body.str().data()));
+    stream.avail_in = uInt(body.str().size());
+    stream.next_out = reinterpret_cast<Bytef*>(deflated.data());
+    stream.avail_out = uInt(deflated.size());
+    EXPECT_EQ(Z_STREAM_END, deflate(&stream, Z_FINISH));
+    deflated.resize(stream.total_out);
+    deflateEnd(&stream);
+    return fileStart(grayscaleStateClass, "1.2.840.10008.1.2.1.99").raw(deflated).str();
+}
+
 // DCMTK's parser recurses once per level; nesting past the limit is refused by name before it
 // runs out of stack, in either encoding, and up to the limit the file is read.
 TEST(MalformedFiles, SequencesNestedPastTheLimitAreRefusedBeforeTheParserRunsOutOfStack) {
     ScratchDirectory directory;
-    const std::pair<const char*, std::string (*)(std::size_t)> encodings[] = {{"explicit", nestedExplicitly},
-                                                                              {"implicit", nestedImplicitly}};
+    const std::pair<const char*, std::string (*)(std::size_t)> encodings[] = {
+        {"explicit", nestedExplicitly}, {"implicit", nestedImplicitly}, {"deflated", nestedDeflated}};
     for (const auto& [name, nested] : encodings) {
         SCOPED_TRACE(name);
         const std::string path = directory.File(std::string(name) + ".dcm");
