@@ -28,8 +28,14 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/refcntrConfigVersion.cmake
 install(FILES ${CMAKE_BINARY_DIR}/refcntrConfig.cmake ${CMAKE_BINARY_DIR}/refcntrConfigVersion.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/refcntr)
 
-# pkg-config: refcntr.pc finds the prefix from its own place, so it is right for any --prefix.
+# pkg-config: refcntr.pc finds the prefix from its own place, so it is right for any --prefix. It
+# is written when installing, when the prefix is known: outside the loader's system directories
+# its Libs carry an rpath.
 file(RELATIVE_PATH REFCNTR_PC_PREFIX_FROM_PCDIR ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 string(REGEX REPLACE "/$" "" REFCNTR_PC_PREFIX_FROM_PCDIR "${REFCNTR_PC_PREFIX_FROM_PCDIR}")
-configure_file(${CMAKE_SOURCE_DIR}/cmake/refcntr.pc.in ${CMAKE_BINARY_DIR}/refcntr.pc @ONLY)
-install(FILES ${CMAKE_BINARY_DIR}/refcntr.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+set(REFCNTR_PC_RPATH "@REFCNTR_PC_RPATH@")
+configure_file(${CMAKE_SOURCE_DIR}/cmake/refcntr.pc.in ${CMAKE_BINARY_DIR}/refcntr.pc.in @ONLY)
+install(CODE "set(REFCNTR_PC_TEMPLATE \"${CMAKE_BINARY_DIR}/refcntr.pc.in\")
+set(REFCNTR_LIBDIR \"${CMAKE_INSTALL_LIBDIR}\")
+set(REFCNTR_LIBRARY_ARCHITECTURE \"${CMAKE_LIBRARY_ARCHITECTURE}\")")
+install(SCRIPT ${CMAKE_SOURCE_DIR}/cmake/InstallPkgConfig.cmake)

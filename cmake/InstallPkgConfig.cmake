@@ -1,0 +1,16 @@
+# Run by `cmake --install`: writes refcntr.pc for the prefix installed to, with an rpath in its
+# Libs unless the library directory is one the loader searches anyway.
+get_filename_component(libdir "${CMAKE_INSTALL_PREFIX}/${REFCNTR_LIBDIR}" ABSOLUTE)
+set(system_directories /lib /usr/lib /lib64 /usr/lib64)
+if(REFCNTR_LIBRARY_ARCHITECTURE)
+  list(APPEND system_directories /lib/${REFCNTR_LIBRARY_ARCHITECTURE} /usr/lib/${REFCNTR_LIBRARY_ARCHITECTURE})
+endif()
+list(FIND system_directories "${libdir}" system)
+if(NOT system EQUAL -1)
+  set(REFCNTR_PC_RPATH "")
+else()
+  set(REFCNTR_PC_RPATH "-Wl,-rpath,\${libdir} ")
+endif()
+configure_file(${REFCNTR_PC_TEMPLATE} "$ENV{DESTDIR}${libdir}/pkgconfig/refcntr.pc" @ONLY)
+message(STATUS "Installing: $ENV{DESTDIR}${libdir}/pkgconfig/refcntr.pc")
+list(APPEND CMAKE_INSTALL_MANIFEST_FILES "$ENV{DESTDIR}${libdir}/pkgconfig/refcntr.pc")
