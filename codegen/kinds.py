@@ -239,7 +239,7 @@ class ArrayKind(Kind):
     def declarations(self, c):
         t = self.element_type(c)
         lines = [f"const {t}* get{c.name}Element() const {{ return {c.member}.values(); }}",
-                 f"{t} get{c.name}Element(unsigned index) const {{ return {c.member}.values()[index]; }}",
+                 f"{t} get{c.name}Element(unsigned index) const {{ return {c.member}.at(index, \"{c.name}\"); }}  // throws std::out_of_range past the count",
                  f"unsigned get{c.name}ElementLength() const {{ return {c.member}.count(); }}  // in {self.length_word(c)}"]
         if "copying-setter" in c.attribute.flags:
             lines.append(f"void set{c.name}Element(const {t}* values, unsigned count);  // copies the values")

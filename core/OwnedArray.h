@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstring>
+#include <stdexcept>
+#include <string>
 
 namespace refcntr {
 
@@ -27,6 +29,14 @@ public:
 
     const T* values() const { return itsValues; }
     unsigned count() const { return itsCount; }
+    // The value at `index`; throws std::out_of_range naming the attribute when the index is not
+    // below the count (an absent array counts 0).
+    T at(unsigned index, const char* attribute) const {
+        if (index >= itsCount || !itsValues)
+            throw std::out_of_range(std::string(attribute) + ": index " + std::to_string(index) + " is out of range (" +
+                                    std::to_string(itsCount) + (Unit == CountUnit::Bytes ? " bytes)" : " values)"));
+        return itsValues[index];
+    }
     unsigned byteLength() const { return Unit == CountUnit::Values ? unsigned(itsCount * sizeof(T)) : itsCount; }
 
     // Takes ownership of an array allocated with new[]. Returns false, and changes nothing,

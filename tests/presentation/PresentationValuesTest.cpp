@@ -15,6 +15,7 @@
 #include "refcntr/platform/Exceptions.h"
 #include "refcntr/platform/MDDEntry.h"
 #include "refcntr/platform/SequenceVR.h"
+#include "refcntr/presentation/DisplayedAreaModule.h"
 #include "refcntr/presentation/IdentificationModules.h"
 #include "refcntr/presentation/LUTModules.h"
 #include "refcntr/presentation/MaskModules.h"
@@ -247,6 +248,26 @@ TEST(RawArrays, ByteCountedArraysReadFromADataSetHaveAValueAtEveryIndexBelowThei
          &Icon::setBluePaletteColorLookupTableDataElement, &Icon::getBluePaletteColorLookupTableDataElementLength},
     };
     for (const auto& icon : icons) expectEveryIndexBelowTheByteLength(icon);
+}
+
+// An indexed getter past the count, or of an absent array, throws naming the attribute; the
+// indexed setter stays silent there.
+TEST(RawArrays, IndexedGettersPastTheCountThrowNamingTheAttribute) {
+    DisplayedAreaSelectionSequenceItem area;
+    try {
+        area.getPresentationPixelAspectRatioElement(0);
+        ADD_FAILURE() << "an absent array was indexed";
+    } catch (const std::out_of_range& error) {
+        EXPECT_STREQ("PresentationPixelAspectRatio: index 0 is out of range (0 values)", error.what());
+    }
+    area.setPresentationPixelAspectRatioElement(new int[2]{1, 1}, 2);
+    area.setPresentationPixelAspectRatioElement(7, 2);
+    EXPECT_EQ(1, area.getPresentationPixelAspectRatioElement(1));
+    EXPECT_THROW(area.getPresentationPixelAspectRatioElement(2), std::out_of_range);
+    OverlayPlaneModule overlay;
+    overlay.setOverlayDataElement(new UINT16[3](), 3);  // 3 bytes
+    EXPECT_EQ(0, overlay.getOverlayDataElement(2));
+    EXPECT_THROW(overlay.getOverlayDataElement(3), std::out_of_range);
 }
 
 TEST(OverlayPlane, OverlayDataOf512BytesIsLength512AndWrittenAs512Bytes) {
