@@ -5,10 +5,11 @@
 // IN defaults to the sample presentation state of the build (samples/), OUT to
 // edited-presentation-state.dcm in the current directory.
 //
-// A viewer shows one frame of one image. It registers two listeners on the presentation state:
-// one for every image, one for the frame it shows. Then it edits the displayed area of that
-// frame, a graphic annotation on another image and the displayed area of every other image,
-// and prints after each edit what each listener heard.
+// A viewer shows one frame of one image. It registers three listeners on the presentation
+// state: one for every image, one for the image it shows and one for the frame it shows. Then
+// it edits the displayed area of that frame, a graphic annotation on another image, a displayed
+// area that applies to the whole shown image and the displayed area of every other image, and
+// prints after each edit what each listener heard.
 #include <exception>
 #include <iostream>
 #include <memory>
@@ -36,6 +37,7 @@ public:
 
 struct Listeners {
     Recorder everyImage;
+    Recorder shownImage;
     Recorder shownFrame;
 };
 
@@ -43,6 +45,7 @@ struct Listeners {
 // lists are printed in a fixed order.
 void printHeard(Listeners& listeners) {
     const std::pair<const char*, Recorder*> all[] = {{"every image", &listeners.everyImage},
+                                                     {"shown image", &listeners.shownImage},
                                                      {"shown frame", &listeners.shownFrame}};
     for (const auto& [name, recorder] : all) {
         if (recorder->heard.empty()) std::cout << "  " << name << " heard nothing\n";
@@ -79,8 +82,11 @@ int run(const std::string& in, const std::string& out) {
     const int shownFrame = 1;
     std::cout << "The viewer shows frame " << shownFrame << " of image " << shownImage << "\n\n";
 
-    // An empty UID registers for every image; a UID and a frame for that frame only.
+    // An empty UID registers for every image, a UID for that image, a UID and a frame for that
+    // frame only: the frame's listener hears items that list the frame, not items that apply to
+    // the whole image (most writers list no frames), so a viewer registers for its image too.
     state->addListener(listeners.everyImage, "");
+    state->addListener(listeners.shownImage, shownImage);
     state->addListener(listeners.shownFrame, shownImage, shownFrame);
 
     // The image-indexed sequences answer "which items apply to this frame?": those that list
@@ -111,13 +117,34 @@ int run(const std::string& in, const std::string& out) {
     }
     printHeard(listeners);
 
+    // An item that references the shown image without listing frames applies to all of its
+    // frames, yet only registrations for every image and for the image hear its changes.
+    const ReferencedImageSequenceItem& shownReference = *series.at(0)->getReferencedImageSequenceElement().at(0);
+    auto* wholeImage = new DisplayedAreaSelectionSequenceItem;  // the sequence takes ownership
+    auto* reference = new ReferencedImageSequenceItem;
+    reference->setReferencedSOPClassUIDElement(shownReference.getReferencedSOPClassUIDElement());
+    reference->setReferencedSOPInstanceUIDElement(shownImage);
+    wholeImage->getReferencedImageSequenceElement().addItem(reference);
+    wholeImage->setDisplayedAreaTLHCElement(new int[2]{1, 1}, 2);
+    wholeImage->setDisplayedAreaBRHCElement(new int[2]{512, 512}, 2);
+    wholeImage->setPresentationPixelAspectRatioElement(new int[2]{1, 1}, 2);
+    areas.addItem(wholeImage);
+    listeners.everyImage.heard.clear();  // adding the item is a module-level change: all hear it
+    listeners.shownImage.heard.clear();
+    listeners.shownFrame.heard.clear();
+    std::cout << "Edit 3: a displayed area for the whole shown image is scaled to fit\n";
+    wholeImage->setPresentationSizeModeElement("SCALE TO FIT");
+    printHeard(listeners);
+
     // An item for every image references no image. A registration for one frame hears only
     // items that list that frame; one for every image hears everything.
     RWTPtrOrderedVector<DisplayedAreaSelectionSequenceItem> forEveryImage;
     areas.getItems(forEveryImage, "");
     if (!forEveryImage.empty()) {
-        std::cout << "Edit 3: the displayed area of every other image is shown at true size\n";
+        std::cout << "Edit 4: the displayed area of every other image is shown at true size\n";
         forEveryImage.front()->setPresentationSizeModeElement("TRUE SIZE");
+        // True size needs the displayed pixel spacing, in mm.
+        forEveryImage.front()->setPresentationPixelSpacingElement(new double[2]{0.5, 0.5}, 2);
         printHeard(listeners);
     }
 
