@@ -90,4 +90,24 @@ TEST(FuzzFindings, IsValuesEndingInOneUnpaddedDigitReadBackAfterSave) {
 }
 
 }  // namespace
+// Ten backslashes in a Specific Character Set read as ten empty values and were written back as
+// nine: the split keeps the segment after the last separator only when it is not empty, so each
+// read of a text that ends in a separator drops one empty value. The rule stays; roundtrip lists
+// such an attribute as changed, and the fuzz targets allow exactly this loss.
+TEST(FuzzFindings, ATextEndingInASeparatorLosesItsEmptyLastValueOnEachRead) {
+    DICOMDataObject data;
+    auto* element = new VR(0x0008, 0x0005, VRCode::CS, data.GetEndian());
+    element->SetData("\\\\\\ ", 4);
+    data.ReplaceVR(element);
+    const std::unique_ptr<SOPCommonModule> read(SOPCommonModule::create(data));
+    ASSERT_EQ(3u, read->getSpecificCharacterSetElement().size());
+    DICOMDataObject saved;
+    read->save(saved);
+    RWCString written;
+    ASSERT_EQ(1, saved.GetString(0x0008, 0x0005, written));
+    EXPECT_EQ("\\\\", written);
+    const std::unique_ptr<SOPCommonModule> again(SOPCommonModule::create(saved));
+    EXPECT_EQ(2u, again->getSpecificCharacterSetElement().size());
+}
+
 }  // namespace refcntr
