@@ -161,11 +161,14 @@ bool numberText(const std::vector<double>& values, bool singlePrecision, UINT16 
 }
 
 // A UN value read as the sequence of implicit VR little endian items it holds; null when it
-// holds none DCMTK can read, or nests too deeply.
+// holds none DCMTK can read, is damaged or nests too deeply.
 std::unique_ptr<VR> sequenceFromUnknown(const VR& element, EndianType endian, std::size_t deepestNesting) {
     const auto* bytes = static_cast<const unsigned char*>(element.GetData());
     const UINT32 length = bytes ? element.GetLength() : 0;
-    if (scanImplicitLittleEndian(bytes, length, deepestNesting).deepestNesting > deepestNesting) return nullptr;
+    // DCMTK allocates what a value claims before it finds the bytes missing: only a value whose
+    // every element fits is handed to it.
+    const StructureScan scan = scanImplicitLittleEndian(bytes, length, deepestNesting);
+    if (scan.deepestNesting > deepestNesting || !scan.whole) return nullptr;
     // DCMTK reads the element again from an implicit VR header, where the dictionary makes it a
     // sequence.
     std::string encoded(8, '\0');

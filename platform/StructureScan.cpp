@@ -189,8 +189,9 @@ private:
         }
         scan.deepestNesting = deepest;
         if (deepest > limit) return;
-        // Sequences still open at the end of the file: it ends inside them.
         const std::size_t size = source.Size();
+        scan.whole = position == size;
+        // Sequences still open at the end of the file: it ends inside them.
         for (const Frame& frame : itsFrames)
             if (frame.sequence && frame.counts && (frame.end == noEnd || frame.end > size))
                 Fault(scan, frame.tag, "the file ends inside this sequence; it was read as far as it goes");

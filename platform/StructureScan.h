@@ -19,6 +19,8 @@ struct StructureScan {
     // One line per fault, naming the sequence: the file ending inside it, or an item of it
     // whose length runs past its end.
     std::vector<std::string> faults;
+    // Whether every element's value fits in the bytes and the scan went on to their very end.
+    bool whole = false;
 };
 
 // Follows the file's bytes (preamble and meta header or a bare data set, explicit or implicit

@@ -364,6 +364,27 @@ TEST(MalformedFiles, ValuesStoredWithAnotherVRAreConvertedByMeaningOrKeptAndNote
     EXPECT_FALSE(attribute::readRawArray(*readDicomFile(path), 0x0070, 0x0022, graphicData));
 }
 
+// Found by fuzzing: DCMTK allocated the 4 GiB that an element inside a UN sequence claimed. A UN
+// value whose elements do not fit in it is kept as read, unparsed.
+TEST(MalformedFiles, AUNSequenceWhoseElementClaimsMoreThanItHoldsIsKeptAsRead) {
+    Bytes implicitItem;
+    implicitItem.u16(0x0020).u16(0x000E).u32(0xFFFFFFF0).raw("2.25.45");
+    Bytes item;
+    item.u16(0xFFFE).u16(0xE000).u32(std::uint32_t(implicitItem.str().size())).raw(implicitItem.str());
+    Bytes file = presentationStateStart();
+    file.element(0x0008, 0x1115, "UN", item.str() + " ");
+    ScratchDirectory directory;
+    const std::string path = directory.File("un.dcm");
+    writeWholeFile(path, file.str());
+    std::vector<std::string> notes;
+    const std::unique_ptr<DICOMDataObject> data = readDicomFile(path, notes);
+    EXPECT_EQ(VRCode::UN, data->GetVR(0x0008, 0x1115)->GetVRCode());
+    EXPECT_NE(std::find(notes.begin(), notes.end(),
+                        "(0008,1115) ReferencedSeriesSequence: VR UN where the dictionary has SQ; kept as read"),
+              notes.end())
+        << testing::PrintToString(notes);
+}
+
 // A presentation state whose content sequence nests `depth` levels deep, in explicit VR with
 // undefined lengths.
 std::string nestedExplicitly(std::size_t depth) {
