@@ -23,6 +23,7 @@
 #include "refcntr/platform/DataSetDecoder.h"
 #include "refcntr/platform/DataSetEncoder.h"
 #include "refcntr/platform/DcmtkBridge.h"
+#include "refcntr/platform/DcmtkLogCapture.h"
 #include "refcntr/platform/DictionaryVRConversion.h"
 #include "refcntr/platform/Exceptions.h"
 #include "refcntr/platform/MAttributeTag.h"
@@ -161,6 +162,8 @@ std::unique_ptr<DICOMDataObject> readFile(const std::string& path, std::vector<s
         failToRead(path, "not a DICOM file");
     }
 
+    // What DCMTK logs about this file becomes read notes (or nothing), not lines on stderr.
+    const DcmtkLogCapture capture(notes);
     DcmFileFormat file;
     OFCondition loaded = EC_Normal;
     // DCMTK 3.6.7 throws std::out_of_range while reading some malformed directory records.
