@@ -7,6 +7,7 @@
 #include "refcntr/platform/DataDictionary.h"
 #include "refcntr/platform/DicomFile.h"
 #include "refcntr/platform/Exceptions.h"
+#include "refcntr/platform/TextEncoding.h"
 #include "refcntr/platform/MAttributeTag.h"
 #include "refcntr/platform/MDDEntry.h"
 #include "refcntr/platform/SequenceVR.h"

@@ -13,6 +13,7 @@
 #include "InputFile.h"
 #include "refcntr/core/DumpStream.h"
 #include "StoredObject.h"
+#include "TerminalText.h"
 
 namespace refcntr::cli {
 
@@ -33,7 +34,7 @@ std::string joined(const std::vector<std::string>& names) {
 }
 
 int dump(const std::vector<std::string>& arguments) {
-    const CommandArguments command(arguments, 1, {"--raw"}, {"--depth", "--module"});
+    const CommandArguments command(arguments, 1, {"--raw", "--stored-bytes"}, {"--depth", "--module"});
     const std::string& path = command.operand(0);
     const std::optional<std::string> depth = command.value("--depth");
     const std::optional<std::string> module = command.value("--module");
@@ -44,6 +45,11 @@ int dump(const std::vector<std::string>& arguments) {
         throw UsageError("unknown module '" + *module + "' (a class name such as DisplayedAreaModule)");
 
     const auto data = readInputFile(path);
+    const bool utf8 = !command.has("--stored-bytes") && showTextsInUTF8(*data, path);
+    // A container dump writes bytes from 0x80 up as octal escapes: UTF-8 text is shown as text.
+    UTF8DumpOutput utf8Output(std::cout);
+    std::ostream dumpOutput(&utf8Output);
+    std::ostream& out = utf8 ? dumpOutput : std::cout;
     const StoredObjectKind kind = command.has("--raw") ? StoredObjectKind::Other : storedObjectKind(*data);
     if (kind == StoredObjectKind::Other && (levels || module)) {
         throw Failure("'" + path + "' has no containers to show (" + describeSOPClass(*data) +
@@ -62,11 +68,11 @@ int dump(const std::vector<std::string>& arguments) {
         try {
             if (module || levels) {
                 const RWCString text = module ? dumpModule(*module, *data) : createContainer(kind, *data)->toString(0);
-                std::cout << (levels ? limitDumpDepth(text, levels) : text) << '\n';
+                out << (levels ? limitDumpDepth(text, levels) : text) << '\n';
             } else {
                 // The whole tree is streamed: its text can be hundreds of times the file's size.
-                writeDump(std::cout, *createContainer(kind, *data), 0);
-                std::cout << '\n';
+                writeDump(out, *createContainer(kind, *data), 0);
+                out << '\n';
             }
         } catch (const std::exception& error) {
             throw Failure("cannot dump '" + path + "' as a " + kindName(kind) + ": " + error.what());
@@ -80,7 +86,7 @@ int dump(const std::vector<std::string>& arguments) {
 }  // namespace
 
 const Command dumpCommand = {
-    "dump", "refcntr dump FILE [--depth N] [--module NAME] [--raw]",
+    "dump", "refcntr dump FILE [--depth N] [--module NAME] [--raw] [--stored-bytes]",
     "print a file: as its container tree when there is one",
     "Prints a DICOM file. A media directory (DICOMDIR) and a grayscale, color or pseudo-color\n"
     "softcopy presentation state are shown as their container tree; any other file, or any\n"
@@ -92,7 +98,9 @@ const Command dumpCommand = {
     "  --module NAME  show only that module, by class name (DisplayedAreaModule,\n"
     "                 GeneralStudyModule, DirectoryInformationModule, ...); the levels of\n"
     "                 --depth then count from the module's attributes\n"
-    "  --raw          element by element, whatever the file\n",
+    "  --raw          element by element, whatever the file\n"
+    "  --stored-bytes texts as the file stores them, in its character set; without it they are\n"
+    "                 shown in UTF-8 (and Specific Character Set then reads ISO_IR 192)\n",
     dump};
 
 }  // namespace refcntr::cli

@@ -14,6 +14,11 @@ namespace refcntr::cli {
 // kept as read".
 std::unique_ptr<DICOMDataObject> readInputFile(const std::string& path);
 
+// Converts the data set's texts to UTF-8 for showing them (convertTextsToUTF8); when its
+// character set cannot be converted, warns and leaves the stored bytes. Returns whether the
+// texts are now UTF-8.
+bool showTextsInUTF8(DICOMDataObject& data, const std::string& path);
+
 // One such warning for each note of a read.
 void warnOfReadNotes(const std::string& path, const std::vector<std::string>& notes);
 

@@ -8,18 +8,24 @@
 #include "DirectoryTree.h"
 #include "InputFile.h"
 #include "refcntr/directory/DirectoryFile.h"
+#include "refcntr/platform/DicomFile.h"
 
 namespace refcntr::cli {
 
 namespace {
 
 int tree(const std::vector<std::string>& arguments) {
-    const CommandArguments command(arguments, 1, {}, {});
+    const CommandArguments command(arguments, 1, {"--stored-bytes"}, {});
     const std::string& path = command.operand(0);
     std::vector<std::string> notes;
     std::unique_ptr<DirectoryFile> directory;
     try {
-        directory = DirectoryFile::read(path, notes);
+        std::vector<UINT32> recordOffsets;
+        const std::unique_ptr<DICOMDataObject> data = readDicomFile(path, &notes, recordOffsets);
+        warnOfReadNotes(path, notes);
+        notes.clear();
+        if (!command.has("--stored-bytes")) showTextsInUTF8(*data, path);
+        directory = DirectoryFile::read(path, *data, recordOffsets, notes);
     } catch (const std::exception& error) {
         throw Failure(error.what());
     }
@@ -33,7 +39,7 @@ int tree(const std::vector<std::string>& arguments) {
 }  // namespace
 
 const Command treeCommand = {
-    "tree", "refcntr tree DICOMDIR", "list the patients, studies, series and images of a directory",
+    "tree", "refcntr tree DICOMDIR [--stored-bytes]", "list the patients, studies, series and images of a directory",
     "Lists the records of a media directory as a tree, one record per line and two spaces\n"
     "deeper per level: patients, their studies, their series, their images (and other\n"
     "records), each with the keys that tell it apart, for example\n"
@@ -46,7 +52,10 @@ const Command treeCommand = {
     "The hierarchy is found by following the offsets that link the records: from the root's\n"
     "first record, each record's next record at its level and first record one level down.\n"
     "A damaged link (one that leads where no record starts, or back to a record already\n"
-    "reached) is reported in a warning, and the records it would lead to are not listed.\n",
+    "reached) is reported in a warning, and the records it would lead to are not listed.\n"
+    "\n"
+    "  --stored-bytes texts as the file stores them, in its character set; without it they are\n"
+    "                 shown in UTF-8\n",
     tree};
 
 }  // namespace refcntr::cli

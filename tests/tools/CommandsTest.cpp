@@ -84,6 +84,12 @@ protected:
         ASSERT_TRUE(moved.putAndInsertString(DcmTag(0x0023, 0x0011, EVR_LO), "ZORVIK0").good());
         ASSERT_TRUE(state.saveFile(files->File("moved.dcm").c_str(), EXS_LittleEndianExplicit).good());
 
+        // The sample in Latin-1, with a patient name outside ASCII.
+        ASSERT_TRUE(state.loadFile(Sample().c_str()).good());
+        ASSERT_TRUE(state.getDataset()->putAndInsertString(DCM_SpecificCharacterSet, "ISO_IR 100").good());
+        ASSERT_TRUE(state.getDataset()->putAndInsertString(DCM_PatientName, "Buc^J\xe9r\xf4me").good());
+        ASSERT_TRUE(state.saveFile(files->File("latin1.dcm").c_str(), EXS_LittleEndianExplicit).good());
+
         writeWholeFile(files->File("notes.txt"), "not a DICOM file at all\n");
     }
     static void TearDownTestSuite() { delete files; }
@@ -326,6 +332,18 @@ TEST_F(RefcntrTool, HelpListsEveryCommandAndEachCommandExplainsItself) {
             EXPECT_TRUE(contains(help.out, detail)) << help.out;
         }
     }
+}
+
+// Texts are shown in UTF-8 whatever the file's character set, or as stored when asked.
+TEST_F(RefcntrTool, DumpShowsTextsInUTF8OrAsStored) {
+    const std::string latin1 = quoted(files->File("latin1.dcm"));
+    const Outcome containers = Run("dump " + latin1);
+    EXPECT_TRUE(contains(containers.out, "itsPatientNameElement = \"Buc^J\u00e9r\u00f4me\"")) << containers.out;
+    const Outcome raw = Run("dump --raw " + latin1);
+    EXPECT_TRUE(contains(raw.out, "PN \"Buc^J\u00e9r\u00f4me\"")) << raw.out;
+    const Outcome stored = Run("dump --stored-bytes " + latin1);
+    EXPECT_TRUE(contains(stored.out, "itsPatientNameElement = \"Buc^J\\351r\\364me\"")) << stored.out;
+    EXPECT_EQ("", containers.err + raw.err + stored.err);
 }
 
 TEST_F(RefcntrTool, DumpShowsTheFirstLevelsOrOneModule) {
