@@ -8,7 +8,7 @@ install(TARGETS refcntr EXPORT refcntrTargets
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
 install(FILES ${CMAKE_SOURCE_DIR}/refcntr.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/refcntr)
-foreach(folder platform core notify macros general presentation directory)
+foreach(folder platform core notify macros general presentation directory factory)
   install(DIRECTORY ${CMAKE_SOURCE_DIR}/${folder}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/refcntr/${folder}
           FILES_MATCHING PATTERN "*.h")
 endforeach()

@@ -1,26 +1,18 @@
-// Which kind of stored object a data set is, and the container tree for it.
+// Which kind of stored object a data set is, and the container tree for it: the library's
+// factory, with the messages of the tool.
 #pragma once
 
 #include <memory>
 #include <string>
 
-#include "refcntr/core/CompositeIOD.h"
-#include "refcntr/platform/DICOMDataObject.h"
+#include "refcntr/factory/CompositeIODFactory.h"
 
 namespace refcntr {
 
-enum class StoredObjectKind {
-    MediaDirectory,
-    GrayscalePresentationState,
-    ColorPresentationState,
-    PseudoColorPresentationState,
-    Other,
-};
+using StoredObjectKind = CompositeIODKind;
 
-// A media directory when the media storage SOP class (0002,0002) says so or when there is a
-// directory record sequence (0004,1220); otherwise a presentation state by its SOP class,
-// taken from (0002,0002), else from (0008,0016).
-StoredObjectKind storedObjectKind(const DICOMObject& data);
+inline StoredObjectKind storedObjectKind(const DICOMObject& data) { return compositeIODKind(data); }
+inline const char* kindName(StoredObjectKind kind) { return compositeIODKindName(kind); }
 
 // What messages say of the object's class: "SOP class <uid>", or "it has no SOP class".
 std::string describeSOPClass(const DICOMObject& data);
@@ -28,9 +20,6 @@ std::string describeSOPClass(const DICOMObject& data);
 // The kind of a media directory or presentation state, for a command that needs containers:
 // throws Failure("cannot <action> '<path>': ...") for any other object.
 StoredObjectKind containerKindFor(const DICOMObject& data, const std::string& action, const std::string& path);
-
-// "media directory", "grayscale softcopy presentation state", ...
-const char* kindName(StoredObjectKind kind);
 
 bool isPresentationState(StoredObjectKind kind);
 
