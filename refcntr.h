@@ -2,6 +2,7 @@
 // notification layer, every generated container class and the directory file layer.
 #pragma once
 
+#include "refcntr/Version.h"
 #include "refcntr/factory/CompositeIODFactory.h"
 #include "refcntr/platform/AETitle.h"
 #include "refcntr/platform/DICOMDataObject.h"

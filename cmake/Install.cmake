@@ -7,7 +7,8 @@ install(TARGETS refcntr EXPORT refcntrTargets
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
-install(FILES ${CMAKE_SOURCE_DIR}/refcntr.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/refcntr)
+install(FILES ${CMAKE_SOURCE_DIR}/refcntr.h ${REFCNTR_GENERATED_ROOT}/refcntr/Version.h
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/refcntr)
 foreach(folder platform core notify macros general presentation directory factory)
   install(DIRECTORY ${CMAKE_SOURCE_DIR}/${folder}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/refcntr/${folder}
           FILES_MATCHING PATTERN "*.h")

@@ -6,11 +6,13 @@
 #include <vector>
 
 #include <dcmtk/config/osconfig.h>
+#include <dcmtk/dcmdata/dcuid.h>
 #include <dcmtk/oflog/oflog.h>
 
 #include "CommandLine.h"
 #include "Commands.h"
 #include "TerminalText.h"
+#include "refcntr/Version.h"
 #include "refcntr/platform/AtomicFile.h"
 #include "refcntr/platform/Exceptions.h"
 
@@ -31,6 +33,7 @@ std::string overallUsage() {
         const std::string name = command->name;
         text += "  " + name + std::string(11 - name.size(), ' ') + command->summary + "\n";
     }
+    text += "\n  --version  print the versions of refcntr and DCMTK\n";
     text += "\nexit codes: 0 done, 1 bad input or a failed check, 2 usage error\n";
     return text;
 }
@@ -63,6 +66,10 @@ int main(int argc, char** argv) {
     const std::string name = argv[1];
     if (name == "--help" || name == "-h") {
         std::cout << overallUsage();
+        return refcntr::cli::exitSuccess;
+    }
+    if (name == "--version") {
+        std::cout << "refcntr " << REFCNTR_VERSION << " (DCMTK " << OFFIS_DCMTK_VERSION_STRING << ")\n";
         return refcntr::cli::exitSuccess;
     }
     const Command* command = nullptr;

@@ -29,7 +29,7 @@ list(LENGTH package_files package_file_count)
 if(NOT library_count EQUAL 3 OR package_file_count LESS 4 OR NOT pc_files)
   message(FATAL_ERROR "incomplete install in ${PREFIX}: ${libraries} ${package_files} ${pc_files}")
 endif()
-foreach(header refcntr.h core/PSChangeHandler.h notify/ReferencedImageSequence.h platform/DicomFile.h
+foreach(header refcntr.h Version.h factory/CompositeIODFactory.h core/PSChangeHandler.h notify/ReferencedImageSequence.h platform/DicomFile.h
                codegen/Containers.h presentation/PresentationStateIODs.h directory/DirectoryRecords.h
                directory/DirectoryFile.h)
   if(NOT EXISTS ${PREFIX}/include/refcntr/${header})

@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include "refcntr/Version.h"
+
 #include <dcmtk/config/osconfig.h>
 #include <dcmtk/dcmdata/dctk.h>
 
@@ -320,6 +322,9 @@ TEST_F(RefcntrTool, HelpListsEveryCommandAndEachCommandExplainsItself) {
     EXPECT_EQ(overall.exitCode, 0);
     EXPECT_EQ(overall.err, "");
     EXPECT_TRUE(contains(overall.out, "exit codes: 0 done, 1 bad input or a failed check, 2 usage error")) << overall.out;
+    const Outcome version = Run("--version");
+    EXPECT_EQ(version.exitCode, 0);
+    EXPECT_EQ(version.out, std::string("refcntr ") + REFCNTR_VERSION + " (DCMTK " + OFFIS_DCMTK_VERSION_STRING + ")\n");
     const std::pair<std::string, std::string> commands[] = {
         {"dump", "--module NAME"},       {"tree", "following the offsets"},       {"check", "Exit code: 0 when every"},
         {"roundtrip", "--strict"},       {"applies", "--frame N"}};
