@@ -4,6 +4,7 @@
 
 #include "refcntr/Version.h"
 #include "refcntr/factory/CompositeIODFactory.h"
+#include "refcntr/factory/UnmodelledAttributes.h"
 #include "refcntr/platform/AETitle.h"
 #include "refcntr/platform/DICOMDataObject.h"
 #include "refcntr/platform/DataDictionary.h"

@@ -13,6 +13,7 @@
 #include "StoredObject.h"
 #include "TerminalText.h"
 #include "refcntr/directory/DirectoryFile.h"
+#include "refcntr/factory/UnmodelledAttributes.h"
 #include "refcntr/platform/AtomicFile.h"
 #include "refcntr/platform/DicomFile.h"
 #include "refcntr/platform/Exceptions.h"
@@ -56,12 +57,14 @@ std::string counted(std::size_t count, const char* noun) {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
-// Saves the containers over a copy of what was read, so that elements no container holds stay.
+// Saves the containers over a copy of what was read, so that elements no container holds stay,
+// and carries those inside items across.
 void writeSaved(const DICOMDataObject& input, StoredObjectKind kind, const std::string& inPath,
                 const std::string& path, TransferSyntax syntax) {
     DICOMDataObject result(input);
     try {
         createContainer(kind, input)->save(result);
+        carryUnmodelledAttributes(input, result);
     } catch (const std::exception& error) {
         throw Failure("cannot roundtrip '" + inPath + "' as a " + kindName(kind) + ": " + error.what());
     }

@@ -20,6 +20,8 @@
 
 #include "platform/TestFiles.h"
 #include "support/RunProgram.h"
+#include "refcntr/factory/UnmodelledAttributes.h"
+#include "refcntr/platform/SequenceVR.h"
 #include "refcntr/general/InformationEntities.h"
 #include "refcntr/general/SOPCommonModule.h"
 #include "refcntr/general/StudyModules.h"
@@ -566,7 +568,7 @@ protected:
         writeCTImage(scratch->File("CT-TABLES.dcm"), true);
         const std::string in = "cd " + testfiles::quoted(scratch->Path().string()) + " && ";
         for (const char* arguments : {"+te CT.dcm PS-EL.dcm", "+tb CT.dcm PS-EB.dcm", "+te CT-TABLES.dcm PS-TABLES-EL.dcm",
-                                      "+tb CT-TABLES.dcm PS-TABLES-EB.dcm"})
+                                      "+tb CT-TABLES.dcm PS-TABLES-EB.dcm", "+te -lm FSID 2.25.55 CT.dcm PS-MEDIA.dcm"})
             ASSERT_EQ(testfiles::runCommand(in + REFCNTR_DCMTK_BIN_DIR "/dcmpsmk -q " + arguments), 0) << arguments;
         for (Kind kind : kinds)
             for (TransferSyntax syntax : syntaxes) writeState(kind, scratch->File(stateFile(kind, syntax)), syntax);
@@ -681,6 +683,36 @@ TEST_F(PresentationFile, DcmpsmkStateWithTablesShuttersAndOverlaySavedIntoAFresh
             expectSameMeta(*original, *copy, to, where);
         }
     }
+}
+
+// dcmpsmk -lm writes the file set of each referenced series inside its item, which no container
+// models. Carried from what was read into what was saved, they stay, in an edited item too, and
+// the state round-trips element for element.
+TEST_F(PresentationFile, DcmpsmkMediaLocationsInsideItemsAreCarriedIntoTheSavedState) {
+    const std::unique_ptr<DICOMDataObject> read = readDicomFile(scratch->File("PS-MEDIA.dcm"));
+    std::unique_ptr<GrayscaleSoftcopyPresentationStateCompositeIOD> state(
+        GrayscaleSoftcopyPresentationStateCompositeIOD::create(*read));
+    ReferencedSeriesSequence& series = state->getPresentationInformationEntity()
+                                           ->getPresentationStateRelationshipModule()
+                                           ->getReferencedSeriesSequenceElement();
+    ASSERT_EQ(1u, series.length());
+    series.at(0)->setSeriesInstanceUIDElement(series.at(0)->getSeriesInstanceUIDElement());
+    DICOMDataObject fresh(read->GetEndian());
+    state->save(fresh);
+    EXPECT_EQ(std::vector<std::string>{}, carryUnmodelledAttributes(*read, fresh));
+    const VR* savedSeries = fresh.GetVR(0x0008, 0x1115);
+    ASSERT_NE(nullptr, savedSeries);
+    const DICOMDataObject& item = *savedSeries->GetAsSequenceVR()->GetSequenceItems()[0];
+    RWCString fileSetID, fileSetUID;
+    EXPECT_TRUE(item.GetString(0x0088, 0x0130, fileSetID));
+    EXPECT_EQ("FSID", fileSetID);
+    EXPECT_TRUE(item.GetString(0x0088, 0x0140, fileSetUID));
+    EXPECT_EQ("2.25.55", fileSetUID);
+
+    writeDicomFile(scratch->File("MEDIA-SAVED.dcm"), fresh, TransferSyntax::ExplicitLittle);
+    const auto original = loadWithDcmtk(scratch->File("PS-MEDIA.dcm"));
+    const auto copy = loadWithDcmtk(scratch->File("MEDIA-SAVED.dcm"));
+    expectSameItem(*original->getDataset(), *copy->getDataset(), "PS-MEDIA.dcm ", true);
 }
 
 // --- DCMTK-made states with the hard parts ------------------------------------------------

@@ -53,6 +53,12 @@ protected:
         ASSERT_TRUE(state.getDataset()->putAndInsertString(DcmTag(0x0029, 0x0010, EVR_LO), "ACME 1").good());
         ASSERT_TRUE(state.getDataset()->putAndInsertString(DcmTag(0x0029, 0x1001, EVR_LO), "kept").good());
         ASSERT_TRUE(state.saveFile(files->File("extra.dcm").c_str(), EXS_LittleEndianExplicit).good());
+        // And an annotation item that holds only a private element: no container saves it.
+        DcmItem* privateOnly = nullptr;
+        ASSERT_TRUE(state.getDataset()->findOrCreateSequenceItem(DCM_GraphicAnnotationSequence, privateOnly, -2).good());
+        ASSERT_TRUE(privateOnly->putAndInsertString(DcmTag(0x0029, 0x0010, EVR_LO), "ACME 1").good());
+        ASSERT_TRUE(privateOnly->putAndInsertString(DcmTag(0x0029, 0x1001, EVR_LO), "lost").good());
+        ASSERT_TRUE(state.saveFile(files->File("lost.dcm").c_str(), EXS_LittleEndianExplicit).good());
 
         // The sample in the other two transfer syntaxes; the color state with a meta header,
         // the pseudo-color state as a bare data set whose class is only in (0008,0016).
@@ -232,31 +238,43 @@ TEST_F(RefcntrTool, RoundtripKeepsTheInputsTransferSyntaxUnlessToldAndReplacesAn
     EXPECT_EQ(OutputNames(), std::vector<std::string>{"out.dcm"});
 }
 
-TEST_F(RefcntrTool, RoundtripListsWhatNoItemHoldsAndStrictWritesNothing) {
-    const std::string listing = "(0070,0001)[0]/(0070,0009)[0]/(0070,0295) missing\n1 attribute missing, 0 changed\n";
+// What no container holds is carried across, inside items too; what has no item to go to any
+// more is listed, and --strict then writes nothing.
+TEST_F(RefcntrTool, RoundtripCarriesWhatNoItemHoldsListsWhatItCannotPlaceAndStrictWritesNothing) {
     const std::string out = Output("out.dcm");
     const Outcome written = Run("roundtrip " + quoted(File("extra.dcm")) + " " + quoted(out));
     ASSERT_EQ(written.exitCode, 0) << written.err;
-    EXPECT_EQ(written.out, listing);
-    EXPECT_TRUE(contains(written.err, out)) << written.err;
+    EXPECT_EQ(written.out, "0 attributes missing, 0 changed\n");
     DcmFileFormat file;
     ASSERT_TRUE(file.loadFile(out.c_str()).good());
     OFString kept;
     EXPECT_TRUE(
         file.getDataset()->findAndGetOFString(DcmTagKey(0x0029, 0x1001), kept).good());  // no module holds it either
     EXPECT_EQ(kept, "kept");
+    DcmItem* annotation = nullptr;
+    DcmItem* object = nullptr;
+    ASSERT_TRUE(file.getDataset()->findAndGetSequenceItem(DCM_GraphicAnnotationSequence, annotation, 0).good());
+    ASSERT_TRUE(annotation->findAndGetSequenceItem(DCM_GraphicObjectSequence, object, 0).good());
+    Uint32 group = 0;
+    EXPECT_TRUE(object->findAndGetUint32(DCM_GraphicGroupID, group).good() && group == 7);
 
+    DcmFileFormat lost;
+    ASSERT_TRUE(lost.loadFile(File("lost.dcm").c_str()).good());
+    DcmSequenceOfItems* annotations = nullptr;
+    ASSERT_TRUE(lost.getDataset()->findAndGetSequence(DCM_GraphicAnnotationSequence, annotations).good());
+    const std::string listing =
+        "(0070,0001)[" + std::to_string(annotations->card() - 1) + "] missing\n1 attribute missing, 0 changed\n";
     const std::string refused = Output("refused.dcm");
-    const Outcome strict = Run("roundtrip --strict " + quoted(File("extra.dcm")) + " " + quoted(refused));
+    const Outcome strict = Run("roundtrip --strict " + quoted(File("lost.dcm")) + " " + quoted(refused));
     EXPECT_EQ(strict.exitCode, 1);
     EXPECT_EQ(strict.out, listing);
-    EXPECT_TRUE(contains(strict.err, refused) && contains(strict.err, File("extra.dcm"))) << strict.err;
+    EXPECT_TRUE(contains(strict.err, refused) && contains(strict.err, File("lost.dcm"))) << strict.err;
     EXPECT_FALSE(std::filesystem::exists(refused));
 
     // An existing output stays as it was, and no temporary file is left beside it.
     const std::string before = readWholeFile(out);
     EXPECT_EQ(
-        Run("roundtrip " + quoted(File("extra.dcm")) + " " + quoted(out) + " --strict --transfer-syntax explicit-be")
+        Run("roundtrip " + quoted(File("lost.dcm")) + " " + quoted(out) + " --strict --transfer-syntax explicit-be")
             .exitCode,
         1);
     EXPECT_EQ(readWholeFile(out), before);
