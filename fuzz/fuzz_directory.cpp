@@ -40,7 +40,10 @@ void describe(const DirectoryFile& directory, const std::vector<DirectoryFile::R
     for (const DirectoryFile::Record* record : records) {
         out += record->getDirectoryRecordTypeElement();
         out += ':';
-        out += record->getReferencedSOPInstanceUIDInFileElement();
+        // DCMTK removes white space from a UID when it reads one (with a note): a UID stored
+        // under another VR and converted keeps it until the file written is read again.
+        for (char c : std::string(record->getReferencedSOPInstanceUIDInFileElement()))
+            if (c != ' ' && (c < '\t' || c > '\r')) out += c;
         const auto& children = directory.children(*record);
         if (!children.empty()) {
             out += '{';
@@ -51,10 +54,16 @@ void describe(const DirectoryFile& directory, const std::vector<DirectoryFile::R
     }
 }
 
+// The hierarchy with every byte outside printable ASCII as \xHH, so that a report shows it.
 std::string hierarchyOf(const DirectoryFile& directory) {
-    std::string out;
+    std::string out, shown;
     describe(directory, directory.roots(), out);
-    return out;
+    for (unsigned char c : out) {
+        char escaped[5];
+        std::snprintf(escaped, sizeof escaped, "\\x%02x", c);
+        shown += c >= 0x20 && c < 0x7F ? std::string(1, char(c)) : std::string(escaped);
+    }
+    return shown;
 }
 
 bool namesFile(const RuntimeException& error, const std::string& path) {
