@@ -57,9 +57,7 @@ std::string counted(std::size_t count, const char* noun) {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
-int check(const std::vector<std::string>& arguments) {
-    const CommandArguments command(arguments, 1, {}, {});
-    const std::string& path = command.operand(0);
+int checkFile(const std::string& path) {
     const auto input = readInputFile(path);
     const StoredObjectKind kind = containerKindFor(*input, "check", path);
 
@@ -87,20 +85,27 @@ int check(const std::vector<std::string>& arguments) {
     return unheld.empty() ? exitSuccess : exitFailure;
 }
 
+int check(const std::vector<std::string>& arguments) {
+    const CommandArguments command(arguments, CommandArguments::oneOrMore, {}, {});
+    return forEachFile(command, checkFile);
+}
+
 }  // namespace
 
 const Command checkCommand = {
-    "check", "refcntr check FILE", "list the attributes that no container holds",
-    "Reads FILE, a media directory or a softcopy presentation state (the IOD is chosen by its\n"
+    "check", "refcntr check FILE...", "list the attributes that no container holds",
+    "Reads each FILE, a media directory or a softcopy presentation state (the IOD is chosen by its\n"
     "SOP class, as dump does), and lists every attribute of it that no container of that IOD\n"
     "holds: private attributes of other vendors, attributes of modules the IOD does not have,\n"
     "elements inside sequence items that the item does not know, and values that cannot be\n"
     "read as their attribute's type. Paths go through sequences and items as in roundtrip,\n"
-    "e.g. (0070,0001)[0]/(0070,0009)[0]/(0070,0295)  # GraphicGroupID. refcntr roundtrip keeps\n"
-    "those at the top level (it saves over the data set it read) but loses those inside items.\n"
+    "e.g. (0070,0001)[0]/(0070,0009)[0]/(0070,0295)  # GraphicGroupID. refcntr roundtrip carries\n"
+    "them across, inside items too, as long as their item is still there.\n"
     "\n"
-    "Exit code: 0 when every attribute is held, 1 when some are not (or FILE cannot be read\n"
-    "or is of another kind), 2 for a usage error.\n",
+    "Several files are checked in turn, each headed by ==> FILE <==.\n"
+    "\n"
+    "Exit code: 0 when every attribute is held, 1 when some are not (or a FILE cannot be read\n"
+    "or is of another kind), 2 for a usage error; with several files, the worst of them.\n",
     check};
 
 }  // namespace refcntr::cli

@@ -1,6 +1,7 @@
 // The arguments of one refcntr command, its exit codes and its two kinds of error.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -40,7 +41,11 @@ public:
     CommandArguments(const std::vector<std::string>& arguments, std::size_t operandCount,
                      const std::set<std::string>& flags, const std::set<std::string>& valuedOptions);
 
+    // For a command that takes one file or more.
+    static constexpr std::size_t oneOrMore = std::size_t(-1);
+
     const std::string& operand(std::size_t index) const { return itsOperands.at(index); }
+    const std::vector<std::string>& operands() const { return itsOperands; }
     bool has(const std::string& flag) const { return itsFlags.count(flag) != 0; }
     std::optional<std::string> value(const std::string& option) const;
 
@@ -49,5 +54,10 @@ private:
     std::set<std::string> itsFlags;
     std::map<std::string, std::string> itsValues;
 };
+
+// Runs `each` on every operand in turn and returns the worst exit code. With more than one file,
+// each file's output is headed by "==> FILE <==", and a failure on one file is reported on
+// standard error before the next file goes on.
+int forEachFile(const CommandArguments& command, const std::function<int(const std::string&)>& each);
 
 }  // namespace refcntr::cli

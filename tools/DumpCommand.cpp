@@ -33,9 +33,7 @@ std::string joined(const std::vector<std::string>& names) {
     return text;
 }
 
-int dump(const std::vector<std::string>& arguments) {
-    const CommandArguments command(arguments, 1, {"--raw", "--stored-bytes"}, {"--depth", "--module"});
-    const std::string& path = command.operand(0);
+int dumpFile(const CommandArguments& command, const std::string& path) {
     const std::optional<std::string> depth = command.value("--depth");
     const std::optional<std::string> module = command.value("--module");
     if (command.has("--raw") && (depth || module))
@@ -83,10 +81,16 @@ int dump(const std::vector<std::string>& arguments) {
     return exitSuccess;
 }
 
+int dump(const std::vector<std::string>& arguments) {
+    const CommandArguments command(arguments, CommandArguments::oneOrMore, {"--raw", "--stored-bytes"},
+                                   {"--depth", "--module"});
+    return forEachFile(command, [&command](const std::string& path) { return dumpFile(command, path); });
+}
+
 }  // namespace
 
 const Command dumpCommand = {
-    "dump", "refcntr dump FILE [--depth N] [--module NAME] [--raw] [--stored-bytes]",
+    "dump", "refcntr dump FILE... [--depth N] [--module NAME] [--raw] [--stored-bytes]",
     "print a file: as its container tree when there is one",
     "Prints a DICOM file. A media directory (DICOMDIR) and a grayscale, color or pseudo-color\n"
     "softcopy presentation state are shown as their container tree; any other file, or any\n"

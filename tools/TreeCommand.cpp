@@ -14,9 +14,7 @@ namespace refcntr::cli {
 
 namespace {
 
-int tree(const std::vector<std::string>& arguments) {
-    const CommandArguments command(arguments, 1, {"--stored-bytes"}, {});
-    const std::string& path = command.operand(0);
+int listTree(const std::string& path, bool storedBytes) {
     std::vector<std::string> notes;
     std::unique_ptr<DirectoryFile> directory;
     try {
@@ -24,7 +22,7 @@ int tree(const std::vector<std::string>& arguments) {
         const std::unique_ptr<DICOMDataObject> data = readDicomFile(path, &notes, recordOffsets);
         warnOfReadNotes(path, notes);
         notes.clear();
-        if (!command.has("--stored-bytes")) showTextsInUTF8(*data, path);
+        if (!storedBytes) showTextsInUTF8(*data, path);
         directory = DirectoryFile::read(path, *data, recordOffsets, notes);
     } catch (const std::exception& error) {
         throw Failure(error.what());
@@ -36,11 +34,17 @@ int tree(const std::vector<std::string>& arguments) {
     return exitSuccess;
 }
 
+int tree(const std::vector<std::string>& arguments) {
+    const CommandArguments command(arguments, CommandArguments::oneOrMore, {"--stored-bytes"}, {});
+    const bool storedBytes = command.has("--stored-bytes");
+    return forEachFile(command, [storedBytes](const std::string& path) { return listTree(path, storedBytes); });
+}
+
 }  // namespace
 
 const Command treeCommand = {
-    "tree", "refcntr tree DICOMDIR [--stored-bytes]", "list the patients, studies, series and images of a directory",
-    "Lists the records of a media directory as a tree, one record per line and two spaces\n"
+    "tree", "refcntr tree DICOMDIR... [--stored-bytes]", "list the patients, studies, series and images of a directory",
+    "Lists the records of each media directory as a tree, one record per line and two spaces\n"
     "deeper per level: patients, their studies, their series, their images (and other\n"
     "records), each with the keys that tell it apart, for example\n"
     "\n"

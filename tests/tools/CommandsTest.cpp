@@ -312,7 +312,7 @@ TEST_F(RefcntrTool, BadUsageExitsWithTwoAndTheUsage) {
     const std::pair<std::string, std::string> cases[] = {
         {"", "usage: refcntr dump FILE"},
         {"list x.dcm", "usage: refcntr dump FILE"},
-        {"dump a.dcm --strict", "usage: refcntr dump FILE [--depth N] [--module NAME] [--raw]"},
+        {"dump a.dcm --strict", "usage: refcntr dump FILE... [--depth N] [--module NAME] [--raw]"},
         {"roundtrip a.dcm", "usage: refcntr roundtrip IN OUT"},
         {"roundtrip a.dcm b.dcm c.dcm", "usage: refcntr roundtrip IN OUT"},
         {"roundtrip a.dcm b.dcm --transfer-syntax", "needs a value"},
@@ -324,7 +324,7 @@ TEST_F(RefcntrTool, BadUsageExitsWithTwoAndTheUsage) {
         {"dump a.dcm --module Display", "unknown module 'Display'"},
         {"dump a.dcm --raw --depth 2", "--raw prints elements, not containers"},
         {"tree", "usage: refcntr tree DICOMDIR"},
-        {"tree a b", "expected 1 file, got 2"},
+        {"tree --stored-bytes", "expected 1 or more files, got 0"},
         {"check a.dcm --strict", "usage: refcntr check FILE"},
     };
     for (const auto& [arguments, message] : cases) {
@@ -333,6 +333,22 @@ TEST_F(RefcntrTool, BadUsageExitsWithTwoAndTheUsage) {
         EXPECT_TRUE(contains(result.err, message)) << arguments << ": " << result.err;
         EXPECT_EQ(result.out, "");
     }
+}
+
+// dump, check and tree take several files: each output under its name, every file tried, and
+// the exit code the worst of them.
+TEST_F(RefcntrTool, SeveralFilesAreEachHeadedByTheirNameAndTheWorstExitCodeIsReturned) {
+    const std::string sample = Sample(), missing = Output("missing.dcm");
+    const Outcome checked = Run("check " + quoted(sample) + " " + quoted(missing) + " " + quoted(sample));
+    EXPECT_EQ(checked.exitCode, 1);
+    const std::string held = "every attribute is held by a container of the grayscale softcopy presentation state\n";
+    EXPECT_EQ(checked.out, "==> " + sample + " <==\n" + held + "\n==> " + missing + " <==\n\n==> " + sample + " <==\n" + held);
+    EXPECT_TRUE(contains(checked.err, "cannot read '" + missing + "'")) << checked.err;
+    const Outcome dumped = Run("dump --depth 1 " + quoted(sample) + " " + quoted(sample));
+    EXPECT_EQ(dumped.exitCode, 0) << dumped.err;
+    const std::string header = "==> " + sample + " <==\n";
+    EXPECT_EQ(0u, dumped.out.find(header)) << dumped.out;
+    EXPECT_NE(std::string::npos, dumped.out.find("\n\n" + header)) << dumped.out;
 }
 
 TEST_F(RefcntrTool, HelpListsEveryCommandAndEachCommandExplainsItself) {
