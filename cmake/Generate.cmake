@@ -5,6 +5,13 @@
 # content changes, so an edit to one table recompiles only what that table produced.
 
 set(REFCNTR_GENERATOR ${CMAKE_SOURCE_DIR}/codegen/generate.py)
+# DCMTK's data dictionary gives the generated comments each attribute's VM; without it they
+# go without.
+file(GLOB REFCNTR_DCMTK_DICTIONARY /usr/share/libdcmtk*/dicom.dic /usr/share/dcmtk*/dicom.dic)
+if(REFCNTR_DCMTK_DICTIONARY)
+  list(SORT REFCNTR_DCMTK_DICTIONARY)
+  list(GET REFCNTR_DCMTK_DICTIONARY -1 REFCNTR_DCMTK_DICTIONARY)
+endif()
 file(GLOB REFCNTR_GENERATOR_MODULES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/codegen/*.py)
 
 function(refcntr_add_schemas)
@@ -37,9 +44,9 @@ function(refcntr_generate_all)
     BYPRODUCTS ${headers} ${sources} ${class_list} ${all_containers}
     COMMAND ${Python3_EXECUTABLE} ${REFCNTR_GENERATOR}
             --source-root ${CMAKE_SOURCE_DIR} --output-root ${REFCNTR_GENERATED_ROOT}
-            ${schemas}
+            --dictionary "${REFCNTR_DCMTK_DICTIONARY}" ${schemas}
     COMMAND ${CMAKE_COMMAND} -E touch ${stamp}
-    DEPENDS ${schemas} ${REFCNTR_GENERATOR_MODULES}
+    DEPENDS ${schemas} ${REFCNTR_GENERATOR_MODULES} ${REFCNTR_DCMTK_DICTIONARY}
     COMMENT "Generating container classes from ${CMAKE_SOURCE_DIR} schemas"
     VERBATIM)
   add_custom_target(refcntr_generated DEPENDS ${stamp})

@@ -1,13 +1,14 @@
 #!/usr/bin/env python3
 """Generates the container classes of refcntr from schema files.
 
-    generate.py --source-root DIR --output-root DIR SCHEMA...
+    generate.py --source-root DIR --output-root DIR [--dictionary DICOM_DIC] SCHEMA...
 
 For each schema <folder>/<Name>.schema it writes <output-root>/refcntr/<folder>/<Name>.h and
 .cpp; <output-root>/refcntr/codegen/Containers.h includes every generated header, and
 GeneratedClassList.h beside it lists every generated class for the tests. Every schema is
 read and checked before anything is written; a file is rewritten only when its content
-changes. Errors name the schema file and line.
+changes. Errors name the schema file and line. With DCMTK's dicom.dic, each accessor group's
+comment gives the attribute's VM.
 """
 
 import argparse
@@ -19,6 +20,7 @@ sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from render import Renderer  # noqa: E402
 from schema import SchemaError, parse_file, resolve  # noqa: E402
 from classlist import render_all_containers, render_class_list  # noqa: E402
+from dictionary import load_multiplicities  # noqa: E402
 
 
 def write_if_changed(path, text):
@@ -40,6 +42,7 @@ def main(arguments):
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--source-root", required=True)
     parser.add_argument("--output-root", required=True)
+    parser.add_argument("--dictionary", default="")
     parser.add_argument("schemas", nargs="+")
     options = parser.parse_args(arguments)
 
@@ -50,9 +53,10 @@ def main(arguments):
             relative = os.path.relpath(os.path.abspath(path), source_root).replace(os.sep, "/")
             schemas.append(parse_file(path, relative))
         classes = resolve(schemas)
+        multiplicities = load_multiplicities(options.dictionary)
         outputs = {}
         for schema in schemas:
-            renderer = Renderer(schema, classes)
+            renderer = Renderer(schema, classes, multiplicities)
             base = os.path.join(options.output_root, "refcntr", schema.folder, schema.stem)
             outputs[base + ".h"] = renderer.header()
             outputs[base + ".cpp"] = renderer.source()

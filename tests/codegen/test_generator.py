@@ -40,12 +40,18 @@ class GeneratorTest(unittest.TestCase):
             return self.schema(stream.read(), "Good.schema")
 
     def test_header_reads_like_the_schema(self):
-        self.assertEqual(self.run_generator(self.good()), 0)
+        # Each attribute's accessors are a Doxygen group, with the VM that the dictionary gives.
+        dictionary = os.path.join(self.root, "dicom.dic")
+        with open(dictionary, "w", encoding="utf-8") as stream:
+            stream.write("# comment\n(0008,0100)\tSH\tCodeValue\t1\tDICOM\n(6000-60FF,3000)\tox\tOverlayData\t1\tDICOM\n")
+        self.assertEqual(self.run_generator("--dictionary", dictionary, self.good()), 0)
         header = self.read("Good.h")
         self.assertIn("Do not edit", header)
-        self.assertIn("// First (0008,0100) SH: The first value", header)
+        self.assertIn("    /// @name First (0008,0100) SH, VM 1: The first value\n    ///@{\n", header)
+        self.assertIn("    /// @name Bitmap (6000,3000) OB|OW, VM 1: Written as OW\n", header)
+        self.assertIn("    /// @name Second (0008,0102) SH: The second value\n", header)
         self.assertIn("void setFramesElement(int* values, unsigned count);  // takes ownership (new[])", header)
-        self.assertIn("// Label (0023,xx51) LT: A private text", header)
+        self.assertIn("/// @name Label (0023,xx51) LT: A private text", header)
         self.assertIn("class SampleSequence : public Sequence<SampleSequenceItem>", header)
         # A class held by value comes before its holder.
         self.assertLess(header.index("class OtherSequence "), header.index("class SampleSequenceItem "))
