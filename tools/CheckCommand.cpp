@@ -6,6 +6,7 @@
 #include "DataSetDifference.h"
 #include "InputFile.h"
 #include "StoredObject.h"
+#include "ValueFaults.h"
 #include "refcntr/platform/DataDictionary.h"
 
 namespace refcntr::cli {
@@ -80,9 +81,14 @@ int checkFile(const std::string& path) {
         std::cout << "every attribute is held by a container of the " << kindName(kind) << '\n';
     else
         std::cout << counted(unheld.size(), "attribute") << " held by no container of the " << kindName(kind) << '\n';
+    // Values a validator such as dcmpschk would reject, found before the file is written.
+    const std::vector<std::string> faults = valueFaults(*input);
+    for (const std::string& fault : faults) std::cout << fault << '\n';
+    if (!faults.empty())
+        std::cout << counted(faults.size(), "value") << (faults.size() == 1 ? " not valid for its VR\n" : " not valid for their VR\n");
     std::cout.flush();
     if (!std::cout) throw Failure("cannot check '" + path + "': standard output failed");
-    return unheld.empty() ? exitSuccess : exitFailure;
+    return unheld.empty() && faults.empty() ? exitSuccess : exitFailure;
 }
 
 int check(const std::vector<std::string>& arguments) {
@@ -98,13 +104,15 @@ const Command checkCommand = {
     "SOP class, as dump does), and lists every attribute of it that no container of that IOD\n"
     "holds: private attributes of other vendors, attributes of modules the IOD does not have,\n"
     "elements inside sequence items that the item does not know, and values that cannot be\n"
-    "read as their attribute's type. Paths go through sequences and items as in roundtrip,\n"
+    "read as their attribute's type. Then it lists the values whose syntax or length their VR\n"
+    "forbids (DA, TM, DT, UI, CS, AS, IS and DS), as a validator such as dcmpschk would reject\n"
+    "them. Paths go through sequences and items as in roundtrip,\n"
     "e.g. (0070,0001)[0]/(0070,0009)[0]/(0070,0295)  # GraphicGroupID. refcntr roundtrip carries\n"
     "them across, inside items too, as long as their item is still there.\n"
     "\n"
     "Several files are checked in turn, each headed by ==> FILE <==.\n"
     "\n"
-    "Exit code: 0 when every attribute is held, 1 when some are not (or a FILE cannot be read\n"
+    "Exit code: 0 when every attribute is held and valid, 1 when some are not (or a FILE cannot be read\n"
     "or is of another kind), 2 for a usage error; with several files, the worst of them.\n",
     check};
 

@@ -351,6 +351,27 @@ TEST_F(RefcntrTool, SeveralFilesAreEachHeadedByTheirNameAndTheWorstExitCodeIsRet
     EXPECT_NE(std::string::npos, dumped.out.find("\n\n" + header)) << dumped.out;
 }
 
+// check lists the values dcmpschk would reject, by path, keyword and reason, and fails for them.
+TEST_F(RefcntrTool, CheckListsValuesThatTheirVRForbids) {
+    DcmFileFormat state;
+    ASSERT_TRUE(state.loadFile(Sample().c_str()).good());
+    ASSERT_TRUE(state.getDataset()->putAndInsertString(DCM_StudyDate, "2024-01-02").good());
+    ASSERT_TRUE(state.getDataset()->putAndInsertString(DCM_Modality, "pr").good());
+    DcmItem* series = nullptr;
+    ASSERT_TRUE(state.getDataset()->findAndGetSequenceItem(DCM_ReferencedSeriesSequence, series, 0).good());
+    ASSERT_TRUE(series->putAndInsertString(DCM_SeriesInstanceUID, "2.25.x").good());
+    const std::string path = Output("faults.dcm");
+    ASSERT_TRUE(state.saveFile(path.c_str(), EXS_LittleEndianExplicit).good());
+    const Outcome checked = Run("check " + quoted(path));
+    EXPECT_EQ(checked.exitCode, 1);
+    EXPECT_EQ(checked.out,
+              "every attribute is held by a container of the grayscale softcopy presentation state\n"
+              "(0008,0020)  # StudyDate: '2024-01-02' is not a valid DA value\n"
+              "(0008,0060)  # Modality: 'pr' is not a valid CS value\n"
+              "(0008,1115)[0]/(0020,000E)  # SeriesInstanceUID: '2.25.x' is not a valid UI value\n"
+              "3 values not valid for their VR\n");
+}
+
 TEST_F(RefcntrTool, HelpListsEveryCommandAndEachCommandExplainsItself) {
     const Outcome overall = Run("--help");
     EXPECT_EQ(overall.exitCode, 0);
