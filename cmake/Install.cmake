@@ -40,3 +40,7 @@ install(CODE "set(REFCNTR_PC_TEMPLATE \"${CMAKE_BINARY_DIR}/refcntr.pc.in\")
 set(REFCNTR_LIBDIR \"${CMAKE_INSTALL_LIBDIR}\")
 set(REFCNTR_LIBRARY_ARCHITECTURE \"${CMAKE_LIBRARY_ARCHITECTURE}\")")
 install(SCRIPT ${CMAKE_SOURCE_DIR}/cmake/InstallPkgConfig.cmake)
+
+# The tool's manual page and the sample it is shown with.
+install(FILES ${CMAKE_SOURCE_DIR}/docs/refcntr.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES ${CMAKE_BINARY_DIR}/samples/grayscale-presentation-state.dcm DESTINATION ${CMAKE_INSTALL_DATADIR}/refcntr)

@@ -37,6 +37,12 @@ foreach(header refcntr.h Version.h factory/CompositeIODFactory.h core/PSChangeHa
   endif()
 endforeach()
 
+foreach(shared share/man/man1/refcntr.1 share/refcntr/grayscale-presentation-state.dcm)
+  if(NOT EXISTS ${PREFIX}/${shared})
+    message(FATAL_ERROR "not installed: ${shared}")
+  endif()
+endforeach()
+
 set(expected "itsContentLabelElement = \"CHEST_REVIEW\"\n")
 
 run(${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${WORK_DIR}/cmake -DCMAKE_PREFIX_PATH=${PREFIX} -DCMAKE_CXX_COMPILER=${CXX}

@@ -391,6 +391,15 @@ TEST_F(RefcntrTool, HelpListsEveryCommandAndEachCommandExplainsItself) {
             EXPECT_EQ(help.out.rfind("usage: refcntr " + name + " ", 0), 0u) << help.out;
             EXPECT_TRUE(contains(help.out, detail)) << help.out;
         }
+        // The manual page documents every option the command's help names.
+        const std::string manual = readWholeFile(REFCNTR_SOURCE_DIR "/docs/refcntr.1");
+        const std::string help = Run(name + " --help").out;
+        for (std::size_t at = help.find("--"); at != std::string::npos; at = help.find("--", at + 2)) {
+            const std::size_t end = help.find_first_not_of("abcdefghijklmnopqrstuvwxyz-", at + 2);
+            std::string option = help.substr(at, end - at), escaped;
+            for (char c : option) escaped += c == '-' ? std::string("\\-") : std::string(1, c);
+            EXPECT_TRUE(contains(manual, escaped)) << name << " " << option;
+        }
     }
 }
 
