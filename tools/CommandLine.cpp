@@ -1,6 +1,11 @@
 #include "CommandLine.h"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
 #include <iostream>
 
 #include "TerminalText.h"
@@ -51,14 +56,82 @@ std::optional<std::string> CommandArguments::value(const std::string& option) co
     return found->second;
 }
 
+namespace {
+
+// Standard input, copied to a temporary file for the readers, which read files; messages name
+// it "-" again.
+class StandardInputCopy {
+public:
+    StandardInputCopy() {
+        const char* directory = std::getenv("TMPDIR");
+        std::string pattern = std::string(directory && *directory ? directory : "/tmp") + "/refcntr-stdin-XXXXXX";
+        const int descriptor = ::mkstemp(pattern.data());
+        if (descriptor < 0) throw Failure("cannot read '-': " + describeSystemError(errno));
+        itsPath = pattern;
+        char buffer[1 << 16];
+        for (;;) {
+            const ssize_t count = ::read(0, buffer, sizeof buffer);
+            if (count < 0 && errno == EINTR) continue;
+            if (count < 0) {
+                const int error = errno;
+                ::close(descriptor);
+                throw Failure("cannot read '-': " + describeSystemError(error));
+            }
+            if (count == 0) break;
+            for (ssize_t written = 0; written < count;) {
+                const ssize_t now = ::write(descriptor, buffer + written, std::size_t(count - written));
+                if (now < 0 && errno == EINTR) continue;
+                if (now < 0) {
+                    const int error = errno;
+                    ::close(descriptor);
+                    throw Failure("cannot read '-': " + describeSystemError(error));
+                }
+                written += now;
+            }
+        }
+        ::close(descriptor);
+    }
+    ~StandardInputCopy() {
+        if (!itsPath.empty()) std::remove(itsPath.c_str());
+    }
+    const std::string& path() const { return itsPath; }
+
+private:
+    std::string itsPath;
+};
+
+std::string replaced(std::string text, const std::string& from, const std::string& to) {
+    for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
+        text.replace(at, from.size(), to);
+    return text;
+}
+
+// Runs `each` on the file, or on a copy of standard input for "-", naming it "-" in messages.
+int runOnFile(const std::string& operand, const std::function<int(const std::string&)>& each) {
+    if (operand != "-") return each(operand);
+    const StandardInputCopy input;
+    const ShownPath shown(input.path(), "-");
+    try {
+        return each(input.path());
+    } catch (const Failure& error) {
+        throw Failure(replaced(error.what(), input.path(), "-"));
+    } catch (const ExceptionBase& error) {
+        throw Failure(replaced(error.what(), input.path(), "-"));
+    }
+}
+
+}  // namespace
+
+thread_local std::pair<std::string, std::string> ShownPath::current;
+
 int forEachFile(const CommandArguments& command, const std::function<int(const std::string&)>& each) {
     const std::vector<std::string>& paths = command.operands();
-    if (paths.size() == 1) return each(paths.front());
+    if (paths.size() == 1) return runOnFile(paths.front(), each);
     int worst = exitSuccess;
     for (std::size_t i = 0; i < paths.size(); ++i) {
         std::cout << (i ? "\n" : "") << "==> " << escaped(paths[i]) << " <==\n";
         try {
-            worst = std::max(worst, each(paths[i]));
+            worst = std::max(worst, runOnFile(paths[i], each));
         } catch (const Failure& error) {
             std::cout.flush();
             std::cerr << "refcntr: " << escaped(error.what()) << '\n';

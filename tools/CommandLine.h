@@ -7,6 +7,7 @@
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace refcntr::cli {
@@ -55,7 +56,20 @@ private:
     std::map<std::string, std::string> itsValues;
 };
 
-// Runs `each` on every operand in turn and returns the worst exit code. With more than one file,
+// While alive, the warnings of this thread show `path` as `shown` (a copy of standard input as "-").
+class ShownPath {
+public:
+    ShownPath(const std::string& path, const std::string& shown) : itsOuter(current) { current = {path, shown}; }
+    ~ShownPath() { current = itsOuter; }
+    // `path` as warnings show it.
+    static const std::string& of(const std::string& path) { return path == current.first ? current.second : path; }
+
+private:
+    static thread_local std::pair<std::string, std::string> current;
+    std::pair<std::string, std::string> itsOuter;
+};
+
+// Runs `each` on every operand in turn ("-" being standard input) and returns the worst exit code. With more than one file,
 // each file's output is headed by "==> FILE <==", and a failure on one file is reported on
 // standard error before the next file goes on.
 int forEachFile(const CommandArguments& command, const std::function<int(const std::string&)>& each);

@@ -2,6 +2,7 @@
 
 #include <iostream>
 
+#include "CommandLine.h"
 #include "TerminalText.h"
 #include "refcntr/platform/DicomFile.h"
 #include "refcntr/platform/Exceptions.h"
@@ -21,7 +22,7 @@ bool showTextsInUTF8(DICOMDataObject& data, const std::string& path) {
         convertTextsToUTF8(data);
         return true;
     } catch (const RuntimeException& error) {
-        std::cerr << "refcntr: warning: '" << escaped(path) << "': " << escaped(error.GetMessage())
+        std::cerr << "refcntr: warning: '" << escaped(ShownPath::of(path)) << "': " << escaped(error.GetMessage())
                   << "; texts are shown as stored\n";
         return false;
     }
@@ -29,7 +30,7 @@ bool showTextsInUTF8(DICOMDataObject& data, const std::string& path) {
 
 void warnOfReadNotes(const std::string& path, const std::vector<std::string>& notes) {
     for (const std::string& note : notes)
-        std::cerr << "refcntr: warning: '" << escaped(path) << "': " << escaped(note) << '\n';
+        std::cerr << "refcntr: warning: '" << escaped(ShownPath::of(path)) << "': " << escaped(note) << '\n';
 }
 
 }  // namespace refcntr::cli

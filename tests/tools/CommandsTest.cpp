@@ -344,6 +344,13 @@ TEST_F(RefcntrTool, SeveralFilesAreEachHeadedByTheirNameAndTheWorstExitCodeIsRet
     const std::string held = "every attribute is held by a container of the grayscale softcopy presentation state\n";
     EXPECT_EQ(checked.out, "==> " + sample + " <==\n" + held + "\n==> " + missing + " <==\n\n==> " + sample + " <==\n" + held);
     EXPECT_TRUE(contains(checked.err, "cannot read '" + missing + "'")) << checked.err;
+    // "-" is standard input, and messages name it so.
+    const Outcome piped = Run("check - < " + quoted(sample));
+    EXPECT_EQ(piped.exitCode, 0) << piped.err;
+    EXPECT_EQ(piped.out, held);
+    const Outcome notDicom = Run("dump - < " + quoted(File("notes.txt")));
+    EXPECT_EQ(notDicom.exitCode, 1);
+    EXPECT_EQ(notDicom.err, "refcntr: cannot read '-': not a DICOM file\n");
     const Outcome dumped = Run("dump --depth 1 " + quoted(sample) + " " + quoted(sample));
     EXPECT_EQ(dumped.exitCode, 0) << dumped.err;
     const std::string header = "==> " + sample + " <==\n";
