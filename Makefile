@@ -10,7 +10,7 @@ FUZZ_BUILD ?= build-fuzz
 FUZZ_SECONDS ?= 60
 FUZZ_FLAGS = -DCMAKE_CXX_COMPILER=clang++ -DREFCNTR_FUZZ=ON
 
-.PHONY: run test build setup sanitize fuzz sanitize-fuzz memcheck bench clean
+.PHONY: run test build setup sanitize fuzz sanitize-fuzz memcheck coverage bench clean
 
 run: build
 	$(BUILD)/tools/refcntr dump $(BUILD)/samples/grayscale-presentation-state.dcm
@@ -43,6 +43,16 @@ sanitize-fuzz:
 	$(MAKE) sanitize SANITIZE_BUILD=$(FUZZ_BUILD) SETUP_OPTIONS=fuzz SANITIZE_FLAGS="$(FUZZ_FLAGS)"
 	$(MAKE) fuzz
 
+# Line and branch coverage of the tests, for the hand-written code and the generated containers
+# apart (scripts/coverage), from a Debug build with gcov's counters in COVERAGE_BUILD.
+COVERAGE_BUILD ?= build-coverage
+coverage:
+	$(MAKE) build BUILD=$(COVERAGE_BUILD) BUILD_TYPE=Debug SETUP_OPTIONS=coverage \
+	  CMAKE_FLAGS="-DREFCNTR_COVERAGE=ON -DREFCNTR_BUILD_BENCHMARKS=OFF"
+	find $(COVERAGE_BUILD) -name '*.gcda' -delete
+	ctest --test-dir $(COVERAGE_BUILD) -j $(JOBS) >/dev/null || ctest --test-dir $(COVERAGE_BUILD) --rerun-failed --output-on-failure
+	scripts/coverage $(COVERAGE_BUILD)
+
 # Every test program under valgrind: any memory error or leak fails.
 memcheck:
 	$(MAKE) build SETUP_OPTIONS=memcheck
@@ -62,4 +72,4 @@ setup:
 	scripts/setup $(SETUP_OPTIONS)
 
 clean:
-	rm -rf build build-sanitize build-fuzz
+	rm -rf build build-sanitize build-fuzz build-coverage
