@@ -27,7 +27,12 @@ public:
         itsPosition = 132;
         DICOMDataObject meta(LittleEndian);
         std::size_t metaEnd = itsPosition;
-        while (metaEnd + 2 <= itsSize && Number16(metaEnd) == 0x0002) {
+        // Meta elements out of order or repeated are left to DCMTK, which keeps the first of two.
+        int previous = -1;
+        while (metaEnd + 4 <= itsSize && Number16(metaEnd) == 0x0002) {
+            const int number = Number16(metaEnd + 2);
+            if (number <= previous) return nullptr;
+            previous = number;
             itsPosition = metaEnd;
             if (!Element(meta, 0)) return nullptr;
             metaEnd = itsPosition;
@@ -45,13 +50,7 @@ public:
         else if (syntax != "1.2.840.10008.1.2.1")
             return nullptr;
         auto dataSet = std::make_unique<DICOMDataObject>(itsEndian);
-        UINT32 previous = 0;
-        for (const auto& element : meta) {
-            // Meta elements out of order or repeated are left to DCMTK.
-            if (element->GetTag().GetKey() <= previous) return nullptr;
-            previous = element->GetTag().GetKey();
-            dataSet->ReplaceVR(InDataSetOrder(*element).release());
-        }
+        for (const auto& element : meta) dataSet->ReplaceVR(InDataSetOrder(*element).release());
         if (!Elements(*dataSet, itsSize, false, 0) || itsPosition != itsSize) return nullptr;
         return dataSet;
     }

@@ -517,6 +517,13 @@ TEST_F(DcmtkFiles, CommonFilesDecodedStraightReadAsThroughDCMTK) {
         EXPECT_EQ(decodeCommonFile(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()), nullptr)
             << fault;
     }
+    // Found by fuzzing: files that DCMTK reads otherwise than the decoder would (a meta element
+    // given twice, of which DCMTK keeps the first; a vertical tab in a UID, which DCMTK removes).
+    for (const char* found : {"meta-element-given-twice.dcm", "uid-with-a-vertical-tab.dcm"}) {
+        const std::string bytes = testfiles::readWholeFile(std::string(REFCNTR_TEST_DATA_DIR "/fuzz/") + found);
+        ASSERT_FALSE(bytes.empty()) << found;
+        EXPECT_EQ(decodeCommonFile(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()), nullptr) << found;
+    }
     // A meta group length that ends the meta header elsewhere than group 0002 ends: DCMTK
     // follows the length.
     std::string misplaced = rawFile(rawElement(0x0010, 0x0010, "PN", "AB"));

@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/TestFiles.h"
 #include "refcntr/core/ContainerUtils.h"
+#include "refcntr/directory/DirectoryFile.h"
 #include "refcntr/directory/FileMetaInformationModule.h"
 #include "refcntr/general/SOPCommonModule.h"
 #include "refcntr/notify/ReferencedImageSequenceItem.h"
@@ -108,6 +110,21 @@ TEST(FuzzFindings, ATextEndingInASeparatorLosesItsEmptyLastValueOnEachRead) {
     EXPECT_EQ("\\\\", written);
     const std::unique_ptr<SOPCommonModule> again(SOPCommonModule::create(saved));
     EXPECT_EQ(2u, again->getSpecificCharacterSetElement().size());
+}
+
+// Inputs of the directory target: a UN sequence whose element claims 4 GiB (DCMTK allocated it),
+// and a UID stored under another VR with a carriage return inside (kept on reading, removed by
+// DCMTK when the file written was read again). Both read, write and read back.
+TEST(FuzzFindings, DirectoriesFoundByFuzzingReadWriteAndReadBack) {
+    testfiles::ScratchDirectory scratch;
+    for (const char* found : {"un-sequence-claiming-4-gib.dcm", "directory-uid-with-a-carriage-return.dcm"}) {
+        std::vector<std::string> notes;
+        const std::unique_ptr<DirectoryFile> read =
+            DirectoryFile::read(std::string(REFCNTR_TEST_DATA_DIR "/fuzz/") + found, notes);
+        const std::string written = scratch.File(found);
+        read->write(written, TransferSyntax::ExplicitLittle);
+        EXPECT_NO_THROW(DirectoryFile::read(written, notes)) << found;
+    }
 }
 
 }  // namespace refcntr
