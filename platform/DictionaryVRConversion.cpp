@@ -51,6 +51,10 @@ NumberType binaryNumberType(UINT16 vrCode) {
 
 bool isNumberText(UINT16 vrCode) { return vrCode == VRCode::DS || vrCode == VRCode::IS; }
 
+// A text that may hold numbers written out: any text VR but a UID's, whose digits and dots mean
+// no number. Whether it does is up to its values.
+bool mayHoldNumbers(UINT16 vrCode) { return MDDEntry::IsStringType(vrCode) && vrCode != VRCode::UI; }
+
 // Integers up to 2^53 pass through a double exactly; wider ones are not converted.
 constexpr double exactIntegerLimit = 9007199254740992.0;
 
@@ -206,7 +210,7 @@ std::unique_ptr<VR> converted(const VR& element, UINT16 dictionaryCode, EndianTy
         // A UN value holds the bytes the dictionary's VR would.
         if (element.GetLength() % MDDEntry::ValueWidth(dictionaryCode) != 0) return nullptr;
         bytes.assign(reinterpret_cast<const char*>(element.GetData()), element.GetLength());
-    } else if (isNumberText(stored) && to.kind != NumberKind::None) {
+    } else if (mayHoldNumbers(stored) && to.kind != NumberKind::None) {
         if (!textValues(element, values) || !binaryBytes(values, to, element.GetEndian(), bytes)) return nullptr;
     } else if (from.kind != NumberKind::None && isNumberText(dictionaryCode)) {
         if (!binaryValues(element, from, values) ||

@@ -11,7 +11,7 @@ namespace refcntr::cli {
 
 // readDicomFile, with a warning on standard error for each fault read past, such as
 // "refcntr: warning: 'in.dcm': (0070,0042) ImageRotation: VR CS where the dictionary has US;
-// kept as read".
+// converted to US".
 std::unique_ptr<DICOMDataObject> readInputFile(const std::string& path);
 
 // Converts the data set's texts to UTF-8 for showing them (convertTextsToUTF8); when its

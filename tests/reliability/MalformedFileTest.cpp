@@ -192,8 +192,8 @@ const Damage damages[] = {
              .element(0x0070, 0x0080, "CS", "REVIEW")
              .str();
      },
-     "", "itsSpatialTransformationModule = <empty>",
-     "(0070,0042) ImageRotation: VR CS where the dictionary has US; kept as read"},
+     "", "itsImageRotationElement = 90",
+     "(0070,0042) ImageRotation: VR CS where the dictionary has US; converted to US"},
     {"DirectoryRecordTypeThatMakesDCMTKThrow",
      [] {
          // "SERIES" and 58 NULs: DCMTK 3.6.7 throws std::out_of_range checking the record type.
@@ -314,7 +314,7 @@ TEST(MalformedFiles, ManyFaultsGetAHundredNotesAndACountOfTheRest) {
     std::vector<std::string> notes;
     readDicomFile(path, notes);
     ASSERT_EQ(101u, notes.size());
-    EXPECT_EQ("(0070,0042) ImageRotation: VR CS where the dictionary has US; kept as read", notes[99]);
+    EXPECT_EQ("(0070,0042) ImageRotation: VR CS where the dictionary has US; converted to US", notes[99]);
     EXPECT_EQ("and 50 more", notes[100]);
 }
 
