@@ -149,10 +149,11 @@ void printObject(std::ostream& out, const DICOMObject& dataSet, unsigned level) 
         indent(out, level);
         out << line << '\n';
         if (sequence == nullptr) continue;
+        // Counted from 0, as the container dump, applies and the paths of check and roundtrip count.
         unsigned number = 0;
         for (const DICOMDataObject* item : sequence->GetSequenceItems()) {
             indent(out, level + 1);
-            out << "Item " << ++number << '\n';
+            out << "Item " << number++ << '\n';
             printObject(out, *item, level + 2);
         }
     }

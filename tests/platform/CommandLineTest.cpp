@@ -37,9 +37,9 @@ TEST_F(CommandLine, DumpPrintsTheSampleElementByElement) {
     EXPECT_TRUE(contains(out, "(0070,0052) SL 97\\65")) << out;
     // Items under their sequence, two spaces deeper per level.
     EXPECT_TRUE(contains(out, "(0008,1115) SQ 1 item  # ReferencedSeriesSequence\n"
-                              "  Item 1\n"
+                              "  Item 0\n"
                               "    (0008,1140) SQ 2 items  # ReferencedImageSequence\n"
-                              "      Item 1\n"
+                              "      Item 0\n"
                               "        (0008,1150) UI \"1.2.840.10008.5.1.4.1.1.2.1\"")) << out;
     EXPECT_TRUE(contains(out, "        (0008,1160) IS \"1\\2\\3\"")) << out;
     EXPECT_TRUE(contains(out, "(0023,0010) LO \"ZORVIK0\"")) << out;
