@@ -5,6 +5,7 @@
 #include "Commands.h"
 #include "DataSetDifference.h"
 #include "InputFile.h"
+#include "JsonText.h"
 #include "StoredObject.h"
 #include "ValueFaults.h"
 #include "refcntr/platform/DataDictionary.h"
@@ -58,7 +59,7 @@ std::string counted(std::size_t count, const char* noun) {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
-int checkFile(const std::string& path) {
+int checkFile(const std::string& path, bool json) {
     const auto input = readInputFile(path);
     const StoredObjectKind kind = containerKindFor(*input, "check", path);
 
@@ -73,6 +74,20 @@ int checkFile(const std::string& path) {
     dropUnusedCreators(saved);
 
     const std::vector<std::string> unheld = missingElements(*input, saved);
+    const std::vector<std::string> faults = valueFaults(*input);
+    if (json) {
+        std::cout << "{\"file\": " << jsonString(path) << ", \"iod\": " << jsonString(kindName(kind))
+                  << ",\n \"unheld\": [";
+        for (std::size_t i = 0; i < unheld.size(); ++i)
+            std::cout << (i ? ",\n  " : "\n  ") << "{\"path\": " << jsonString(unheld[i])
+                      << ", \"keyword\": " << jsonString(keywordAtEnd(unheld[i])) << '}';
+        std::cout << "],\n \"invalid\": [";
+        for (std::size_t i = 0; i < faults.size(); ++i) std::cout << (i ? ",\n  " : "\n  ") << jsonString(faults[i]);
+        std::cout << "]}\n";
+        std::cout.flush();
+        if (!std::cout) throw Failure("cannot check '" + path + "': standard output failed");
+        return unheld.empty() && faults.empty() ? exitSuccess : exitFailure;
+    }
     for (const std::string& element : unheld) {
         const std::string keyword = keywordAtEnd(element);
         std::cout << element << (keyword.empty() ? "" : "  # " + keyword) << '\n';
@@ -82,7 +97,6 @@ int checkFile(const std::string& path) {
     else
         std::cout << counted(unheld.size(), "attribute") << " held by no container of the " << kindName(kind) << '\n';
     // Values a validator such as dcmpschk would reject, found before the file is written.
-    const std::vector<std::string> faults = valueFaults(*input);
     for (const std::string& fault : faults) std::cout << fault << '\n';
     if (!faults.empty())
         std::cout << counted(faults.size(), "value") << (faults.size() == 1 ? " not valid for its VR\n" : " not valid for their VR\n");
@@ -92,14 +106,15 @@ int checkFile(const std::string& path) {
 }
 
 int check(const std::vector<std::string>& arguments) {
-    const CommandArguments command(arguments, CommandArguments::oneOrMore, {}, {});
-    return forEachFile(command, checkFile);
+    const CommandArguments command(arguments, CommandArguments::oneOrMore, {"--json"}, {});
+    const bool json = command.has("--json");
+    return forEachFile(command, [json](const std::string& path) { return checkFile(path, json); });
 }
 
 }  // namespace
 
 const Command checkCommand = {
-    "check", "refcntr check FILE...", "list the attributes that no container holds",
+    "check", "refcntr check FILE... [--json]", "list the attributes that no container holds",
     "Reads each FILE, a media directory or a softcopy presentation state (the IOD is chosen by its\n"
     "SOP class, as dump does), and lists every attribute of it that no container of that IOD\n"
     "holds: private attributes of other vendors, attributes of modules the IOD does not have,\n"
@@ -110,7 +125,8 @@ const Command checkCommand = {
     "e.g. (0070,0001)[0]/(0070,0009)[0]/(0070,0295)  # GraphicGroupID. refcntr roundtrip carries\n"
     "them across, inside items too, as long as their item is still there.\n"
     "\n"
-    "Several files are checked in turn, each headed by ==> FILE <==.\n"
+    "Several files are checked in turn, each headed by ==> FILE <==. With --json the result is\n"
+    "{\"file\": ..., \"iod\": ..., \"unheld\": [{\"path\": ..., \"keyword\": ...}], \"invalid\": [LINE, ...]}.\n"
     "\n"
     "Exit code: 0 when every attribute is held and valid, 1 when some are not (or a FILE cannot be read\n"
     "or is of another kind), 2 for a usage error; with several files, the worst of them.\n",

@@ -3,6 +3,7 @@
 #include <utility>
 #include <vector>
 
+#include "JsonText.h"
 #include "TerminalText.h"
 #include "refcntr/directory/DirectoryRecords.h"
 
@@ -74,6 +75,39 @@ void printDirectoryTree(const DirectoryFile& directory, std::ostream& out) {
         out << cli::escaped(describeRecord(*record)) << '\n';
         pushAll(directory.children(*record), depth + 1);
     }
+}
+
+void printDirectoryTreeAsJson(const DirectoryFile& directory, std::ostream& out) {
+    // Depth first without recursion, as printDirectoryTree goes; a null record closes the
+    // children of the record above it.
+    std::vector<std::pair<const DirectoryFile::Record*, unsigned>> pending;
+    std::vector<bool> firstAtDepth{true};
+    const auto pushAll = [&pending](const std::vector<DirectoryFile::Record*>& records, unsigned depth) {
+        for (auto record = records.rbegin(); record != records.rend(); ++record) pending.emplace_back(*record, depth);
+    };
+    out << '[';
+    pushAll(directory.roots(), 0);
+    while (!pending.empty()) {
+        const auto [record, depth] = pending.back();
+        pending.pop_back();
+        if (record == nullptr) {
+            out << "]}";
+            continue;
+        }
+        if (!firstAtDepth[depth]) out << ',';
+        firstAtDepth[depth] = false;
+        out << "\n{\"record\": " << cli::jsonString(describeRecord(*record)) << ", \"children\": [";
+        const std::vector<DirectoryFile::Record*>& children = directory.children(*record);
+        if (children.empty()) {
+            out << "]}";
+            continue;
+        }
+        if (firstAtDepth.size() <= depth + 1) firstAtDepth.resize(depth + 2);
+        firstAtDepth[depth + 1] = true;
+        pending.emplace_back(nullptr, depth);
+        pushAll(children, depth + 1);
+    }
+    out << "\n]\n";
 }
 
 }  // namespace refcntr

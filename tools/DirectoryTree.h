@@ -17,6 +17,10 @@ constexpr unsigned deepestIndented = 32;
 // the file are escaped.
 void printDirectoryTree(const DirectoryFile& directory, std::ostream& out);
 
+// The same hierarchy as JSON: an array of {"record": LINE, "children": [...]}, LINE being the
+// record's line of the tree.
+void printDirectoryTreeAsJson(const DirectoryFile& directory, std::ostream& out);
+
 // One record as a line of the tree: its type and the keys that tell it apart, for example
 // PATIENT Doe^Jane [P1]
 // STUDY 20240102 S1 "CT CHEST" [2.25.101]

@@ -14,7 +14,7 @@ namespace refcntr::cli {
 
 namespace {
 
-int listTree(const std::string& path, bool storedBytes) {
+int listTree(const std::string& path, bool storedBytes, bool json) {
     std::vector<std::string> notes;
     std::unique_ptr<DirectoryFile> directory;
     try {
@@ -28,22 +28,26 @@ int listTree(const std::string& path, bool storedBytes) {
         throw Failure(error.what());
     }
     warnOfReadNotes(path, notes);
-    printDirectoryTree(*directory, std::cout);
+    if (json)
+        printDirectoryTreeAsJson(*directory, std::cout);
+    else
+        printDirectoryTree(*directory, std::cout);
     std::cout.flush();
     if (!std::cout) throw Failure("cannot list '" + path + "': standard output failed");
     return exitSuccess;
 }
 
 int tree(const std::vector<std::string>& arguments) {
-    const CommandArguments command(arguments, CommandArguments::oneOrMore, {"--stored-bytes"}, {});
-    const bool storedBytes = command.has("--stored-bytes");
-    return forEachFile(command, [storedBytes](const std::string& path) { return listTree(path, storedBytes); });
+    const CommandArguments command(arguments, CommandArguments::oneOrMore, {"--stored-bytes", "--json"}, {});
+    const bool storedBytes = command.has("--stored-bytes"), json = command.has("--json");
+    return forEachFile(command,
+                       [storedBytes, json](const std::string& path) { return listTree(path, storedBytes, json); });
 }
 
 }  // namespace
 
 const Command treeCommand = {
-    "tree", "refcntr tree DICOMDIR... [--stored-bytes]", "list the patients, studies, series and images of a directory",
+    "tree", "refcntr tree DICOMDIR... [--stored-bytes] [--json]", "list the patients, studies, series and images of a directory",
     "Lists the records of each media directory as a tree, one record per line and two spaces\n"
     "deeper per level: patients, their studies, their series, their images (and other\n"
     "records), each with the keys that tell it apart, for example\n"
@@ -59,7 +63,8 @@ const Command treeCommand = {
     "reached) is reported in a warning, and the records it would lead to are not listed.\n"
     "\n"
     "  --stored-bytes texts as the file stores them, in its character set; without it they are\n"
-    "                 shown in UTF-8\n",
+    "                 shown in UTF-8\n"
+    "  --json         the hierarchy as JSON: [{\"record\": LINE, \"children\": [...]}, ...]\n",
     tree};
 
 }  // namespace refcntr::cli

@@ -377,6 +377,14 @@ TEST_F(RefcntrTool, CheckListsValuesThatTheirVRForbids) {
               "(0008,0060)  # Modality: 'pr' is not a valid CS value\n"
               "(0008,1115)[0]/(0020,000E)  # SeriesInstanceUID: '2.25.x' is not a valid UI value\n"
               "3 values not valid for their VR\n");
+    const Outcome json = Run("check --json " + quoted(path));
+    EXPECT_EQ(json.exitCode, 1);
+    EXPECT_EQ(json.out, "{\"file\": \"" + path + "\", \"iod\": \"grayscale softcopy presentation state\",\n"
+                        " \"unheld\": [],\n"
+                        " \"invalid\": [\n"
+                        "  \"(0008,0020)  # StudyDate: '2024-01-02' is not a valid DA value\",\n"
+                        "  \"(0008,0060)  # Modality: 'pr' is not a valid CS value\",\n"
+                        "  \"(0008,1115)[0]/(0020,000E)  # SeriesInstanceUID: '2.25.x' is not a valid UI value\"]}\n");
 }
 
 TEST_F(RefcntrTool, HelpListsEveryCommandAndEachCommandExplainsItself) {

@@ -87,6 +87,25 @@ TEST_F(TreeCommand, ListsPatientsStudiesSeriesAndImagesByFollowingTheLinks) {
               "      IMAGE 1 IMAGES/IM3 [2.25.20111]\n"
               "    SERIES OT 4 [2.25.2012]\n"
               "      IMAGE 1 IMAGES/IM4 [2.25.20121]\n");
+
+    // The same hierarchy as JSON, each record's line with its children.
+    const Outcome json = refcntr::testfiles::runRefcntr("tree --json " + quoted(Directory()), scratch);
+    ASSERT_EQ(json.exitCode, 0) << json.err;
+    const auto record = [](const std::string& line, const std::string& children) {
+        return "\n{\"record\": \"" + line + "\", \"children\": [" + children + "]}";
+    };
+    EXPECT_EQ(json.out,
+              "[" +
+                  record("PATIENT Doe^Jane [P1]",
+                         record("STUDY 20240102 S1 \\\"CT CHEST\\\" [2.25.101]",
+                                record("SERIES CT 1 [2.25.1011]", record("IMAGE 1 IMAGES/IM1 [2.25.10111]", "") + "," +
+                                                                      record("IMAGE 2 IMAGES/IM2 [2.25.10112]", "")))) +
+                  "," +
+                  record("PATIENT Roe^Richard [P2]",
+                         record("STUDY 20231130 S7 [2.25.201]",
+                                record("SERIES MR 3 [2.25.2011]", record("IMAGE 1 IMAGES/IM3 [2.25.20111]", "")) + "," +
+                                    record("SERIES OT 4 [2.25.2012]", record("IMAGE 1 IMAGES/IM4 [2.25.20121]", "")))) +
+                  "\n]\n");
 }
 
 // Records in file order: 0 the first patient, 1 its study, 2 its series, 3 and 4 its images,
