@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <iostream>
 
+#include "ProgressLine.h"
 #include "TerminalText.h"
 #include "refcntr/platform/Exceptions.h"
 
@@ -108,6 +109,7 @@ std::string replaced(std::string text, const std::string& from, const std::strin
 
 // Runs `each` on the file, or on a copy of standard input for "-", naming it "-" in messages.
 int runOnFile(const std::string& operand, const std::function<int(const std::string&)>& each) {
+    const ProgressLine progress("refcntr: '" + operand + "'");
     if (operand != "-") return each(operand);
     const StandardInputCopy input;
     const ShownPath shown(input.path(), "-");

@@ -387,6 +387,21 @@ TEST_F(RefcntrTool, CheckListsValuesThatTheirVRForbids) {
                         "  \"(0008,1115)[0]/(0020,000E)  # SeriesInstanceUID: '2.25.x' is not a valid UI value\"]}\n");
 }
 
+// Work that takes over a second shows a progress line on a terminal's standard error while the
+// output goes elsewhere, and clears it at the end; without a terminal there is none (every other
+// test checks an empty standard error). script(1) gives the command a terminal.
+TEST_F(RefcntrTool, LongWorkShowsAProgressLineOnATerminalAndClearsIt) {
+    if (refcntr::testfiles::runCommand("command -v script >/dev/null") != 0) GTEST_SKIP() << "no script(1)";
+    const std::string tool = std::string(REFCNTR_BINARY_DIR) + "/tools/refcntr";
+    const std::string out = Output("checked.txt"), terminal = Output("terminal.txt");
+    const std::string slowInput = "(sleep 2; cat " + quoted(Sample()) + ") | " + quoted(tool) + " check - > " + quoted(out);
+    ASSERT_EQ(0, refcntr::testfiles::runCommand("script -qc " + quoted(slowInput) + " /dev/null > " + quoted(terminal)));
+    const std::string shown = readWholeFile(terminal);
+    EXPECT_TRUE(contains(shown, "\r\033[Krefcntr: '-' ... 1 s")) << shown;
+    EXPECT_EQ(shown.size() - 4, shown.rfind("\r\033[K")) << shown;
+    EXPECT_TRUE(contains(readWholeFile(out), "every attribute is held")) << readWholeFile(out);
+}
+
 TEST_F(RefcntrTool, HelpListsEveryCommandAndEachCommandExplainsItself) {
     const Outcome overall = Run("--help");
     EXPECT_EQ(overall.exitCode, 0);
