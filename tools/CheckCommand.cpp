@@ -59,6 +59,33 @@ std::string counted(std::size_t count, const char* noun) {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
+void printAsJson(const std::string& path, StoredObjectKind kind, const std::vector<std::string>& unheld,
+                 const std::vector<std::string>& faults) {
+    std::cout << "{\"file\": " << jsonString(path) << ", \"iod\": " << jsonString(kindName(kind))
+              << ",\n \"unheld\": [";
+    for (std::size_t i = 0; i < unheld.size(); ++i)
+        std::cout << (i ? ",\n  " : "\n  ") << "{\"path\": " << jsonString(unheld[i])
+                  << ", \"keyword\": " << jsonString(keywordAtEnd(unheld[i])) << '}';
+    std::cout << "],\n \"invalid\": [";
+    for (std::size_t i = 0; i < faults.size(); ++i) std::cout << (i ? ",\n  " : "\n  ") << jsonString(faults[i]);
+    std::cout << "]}\n";
+}
+
+void printAsText(StoredObjectKind kind, const std::vector<std::string>& unheld, const std::vector<std::string>& faults) {
+    for (const std::string& element : unheld) {
+        const std::string keyword = keywordAtEnd(element);
+        std::cout << element << (keyword.empty() ? "" : "  # " + keyword) << '\n';
+    }
+    if (unheld.empty())
+        std::cout << "every attribute is held by a container of the " << kindName(kind) << '\n';
+    else
+        std::cout << counted(unheld.size(), "attribute") << " held by no container of the " << kindName(kind) << '\n';
+    // Values a validator such as dcmpschk would reject, found before the file is written.
+    for (const std::string& fault : faults) std::cout << fault << '\n';
+    if (!faults.empty())
+        std::cout << counted(faults.size(), "value") << (faults.size() == 1 ? " not valid for its VR\n" : " not valid for their VR\n");
+}
+
 int checkFile(const std::string& path, bool json) {
     const auto input = readInputFile(path);
     const StoredObjectKind kind = containerKindFor(*input, "check", path);
@@ -75,31 +102,10 @@ int checkFile(const std::string& path, bool json) {
 
     const std::vector<std::string> unheld = missingElements(*input, saved);
     const std::vector<std::string> faults = valueFaults(*input);
-    if (json) {
-        std::cout << "{\"file\": " << jsonString(path) << ", \"iod\": " << jsonString(kindName(kind))
-                  << ",\n \"unheld\": [";
-        for (std::size_t i = 0; i < unheld.size(); ++i)
-            std::cout << (i ? ",\n  " : "\n  ") << "{\"path\": " << jsonString(unheld[i])
-                      << ", \"keyword\": " << jsonString(keywordAtEnd(unheld[i])) << '}';
-        std::cout << "],\n \"invalid\": [";
-        for (std::size_t i = 0; i < faults.size(); ++i) std::cout << (i ? ",\n  " : "\n  ") << jsonString(faults[i]);
-        std::cout << "]}\n";
-        std::cout.flush();
-        if (!std::cout) throw Failure("cannot check '" + path + "': standard output failed");
-        return unheld.empty() && faults.empty() ? exitSuccess : exitFailure;
-    }
-    for (const std::string& element : unheld) {
-        const std::string keyword = keywordAtEnd(element);
-        std::cout << element << (keyword.empty() ? "" : "  # " + keyword) << '\n';
-    }
-    if (unheld.empty())
-        std::cout << "every attribute is held by a container of the " << kindName(kind) << '\n';
+    if (json)
+        printAsJson(path, kind, unheld, faults);
     else
-        std::cout << counted(unheld.size(), "attribute") << " held by no container of the " << kindName(kind) << '\n';
-    // Values a validator such as dcmpschk would reject, found before the file is written.
-    for (const std::string& fault : faults) std::cout << fault << '\n';
-    if (!faults.empty())
-        std::cout << counted(faults.size(), "value") << (faults.size() == 1 ? " not valid for its VR\n" : " not valid for their VR\n");
+        printAsText(kind, unheld, faults);
     std::cout.flush();
     if (!std::cout) throw Failure("cannot check '" + path + "': standard output failed");
     return unheld.empty() && faults.empty() ? exitSuccess : exitFailure;
