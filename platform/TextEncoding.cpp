@@ -87,6 +87,11 @@ std::string textInUTF8(const char* text, std::size_t length, const RWCString& sp
     return std::string(converted.c_str(), converted.length());
 }
 
-void convertTextsToUTF8(DICOMObject& data) { convertItem(data, RWCString()); }
+void convertTextsToUTF8(DICOMObject& data) {
+    // One capture for the whole walk: the conversions inside only nest in it, where each on its
+    // own would attach and detach an appender on DCMTK's logger.
+    const DcmtkLogCapture quiet(nullptr);
+    convertItem(data, RWCString());
+}
 
 }  // namespace refcntr
