@@ -94,7 +94,7 @@ int checkFile(const std::string& path, bool json) {
     // element of the input that is not there again is held by none of them.
     DICOMDataObject saved = withPrivateCreatorsOf(*input);
     try {
-        createContainer(kind, *input)->save(saved);
+        createCompositeIOD(*input)->save(saved);
     } catch (const std::exception& error) {
         throw Failure("cannot check '" + path + "' as a " + kindName(kind) + ": " + error.what());
     }

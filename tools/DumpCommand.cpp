@@ -65,11 +65,11 @@ int dumpFile(const CommandArguments& command, const std::string& path) {
     } else {
         try {
             if (module || levels) {
-                const RWCString text = module ? dumpModule(*module, *data) : createContainer(kind, *data)->toString(0);
+                const RWCString text = module ? dumpModule(*module, *data) : createCompositeIOD(*data)->toString(0);
                 out << (levels ? limitDumpDepth(text, levels) : text) << '\n';
             } else {
                 // The whole tree is streamed: its text can be hundreds of times the file's size.
-                writeDump(out, *createContainer(kind, *data), 0);
+                writeDump(out, *createCompositeIOD(*data), 0);
                 out << '\n';
             }
         } catch (const std::exception& error) {

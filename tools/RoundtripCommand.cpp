@@ -63,7 +63,7 @@ void writeSaved(const DICOMDataObject& input, StoredObjectKind kind, const std::
                 const std::string& path, TransferSyntax syntax) {
     DICOMDataObject result(input);
     try {
-        createContainer(kind, input)->save(result);
+        createCompositeIOD(input)->save(result);
         carryUnmodelledAttributes(input, result);
     } catch (const std::exception& error) {
         throw Failure("cannot roundtrip '" + inPath + "' as a " + kindName(kind) + ": " + error.what());

@@ -21,9 +21,4 @@ bool isPresentationState(StoredObjectKind kind) {
            kind == StoredObjectKind::PseudoColorPresentationState;
 }
 
-std::unique_ptr<CompositeIOD> createContainer(StoredObjectKind kind, const DICOMDataObject& data) {
-    if (kind == StoredObjectKind::Other) return nullptr;
-    return createCompositeIOD(data);
-}
-
 }  // namespace refcntr

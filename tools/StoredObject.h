@@ -1,5 +1,4 @@
-// Which kind of stored object a data set is, and the container tree for it: the library's
-// factory, with the messages of the tool.
+// Which kind of stored object a data set is: the library's factory, with the messages of the tool.
 #pragma once
 
 #include <memory>
@@ -22,8 +21,5 @@ std::string describeSOPClass(const DICOMObject& data);
 StoredObjectKind containerKindFor(const DICOMObject& data, const std::string& action, const std::string& path);
 
 bool isPresentationState(StoredObjectKind kind);
-
-// The composite IOD container of that kind read from the data set; null for Other.
-std::unique_ptr<CompositeIOD> createContainer(StoredObjectKind kind, const DICOMDataObject& data);
 
 }  // namespace refcntr
