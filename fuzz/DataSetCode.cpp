@@ -14,8 +14,8 @@ namespace refcntr::fuzz {
 namespace {
 
 constexpr unsigned maximumDepth = 200;
-constexpr unsigned maximumRepeatedElements = 1u << 10;
-constexpr std::size_t maximumValueBytes = std::size_t(1) << 16;
+constexpr unsigned maximumRepeatedElements = 1u << 7;
+constexpr std::size_t maximumValueBytes = std::size_t(1) << 11;
 
 enum Instruction {
     KnownElement,
@@ -94,6 +94,17 @@ std::size_t valueBytes(const DICOMObject& data, unsigned* elements) {
 
 namespace {
 
+// The rows of public sequences, which instruction 2 picks from.
+const std::vector<const KnownAttribute*>& sequenceRows() {
+    static const std::vector<const KnownAttribute*> rows = [] {
+        std::vector<const KnownAttribute*> sequences;
+        for (const KnownAttribute& row : knownAttributes())
+            if (row.isSequence && !row.privateCreator) sequences.push_back(&row);
+        return sequences;
+    }();
+    return rows;
+}
+
 struct OpenSequenceFrame {
     std::unique_ptr<SequenceVR> sequence;
     DICOMDataObject* parent;
@@ -105,8 +116,6 @@ public:
     Decoder(const std::uint8_t* bytes, std::size_t size) : itsIn(bytes, size) {
         itsEndian = (itsIn.u8() & 1) ? BigEndian : LittleEndian;
         itsRoot = std::make_unique<DICOMDataObject>(itsEndian);
-        for (const KnownAttribute& row : knownAttributes())
-            if (row.isSequence && !row.privateCreator) itsSequenceRows.push_back(&row);
     }
 
     std::unique_ptr<DICOMDataObject> run() {
@@ -236,7 +245,7 @@ private:
     EndianType itsEndian = LittleEndian;
     std::unique_ptr<DICOMDataObject> itsRoot;
     std::vector<OpenSequenceFrame> itsOpen;
-    std::vector<const KnownAttribute*> itsSequenceRows;
+    const std::vector<const KnownAttribute*>& itsSequenceRows = sequenceRows();
     unsigned itsRepeatedElements = 0;
     std::size_t itsValueBytes = 0;
 };
