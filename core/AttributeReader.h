@@ -53,8 +53,9 @@ bool copyRawValues(const DICOMDataObject& data, const VR& element, void* destina
 // swapped by words.
 template <class T, CountUnit Unit>
 bool readRawArray(const DICOMDataObject& data, const VR* element, OwnedArray<T, Unit>& values) {
-    // Text kept as read where binary values belong is not taken for them.
-    if (!element || MDDEntry::IsStringType(element->GetVRCode())) return false;
+    // Text kept as read where binary values belong is not taken for them, nor the items of
+    // encapsulated pixel data for pixel values.
+    if (!element || MDDEntry::IsStringType(element->GetVRCode()) || element->IsEncapsulated()) return false;
     const UINT32 length = element->GetLength();
     const unsigned count = Unit == CountUnit::Values ? unsigned(length / sizeof(T)) : unsigned(length);
     T* buffer = count ? new T[count]() : nullptr;

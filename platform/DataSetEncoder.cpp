@@ -54,13 +54,34 @@ void FileSink::WriteOut(const unsigned char* bytes, std::size_t length) {
 
 namespace {
 
-E_TransferSyntax dcmtkSyntax(TransferSyntax transferSyntax) {
+// The transfer syntax in DCMTK's terms; an encapsulated one is the data set's own.
+E_TransferSyntax dcmtkSyntax(TransferSyntax transferSyntax, const DICOMDataObject& dataSet) {
     switch (transferSyntax) {
     case TransferSyntax::ExplicitBig: return EXS_BigEndianExplicit;
     case TransferSyntax::ImplicitLittle: return EXS_LittleEndianImplicit;
+    case TransferSyntax::Encapsulated: {
+        RWCString uid;
+        dataSet.GetString(0x0002, 0x0010, uid);
+        while (!uid.empty() && (uid.back() == ' ' || uid.back() == '\0')) uid.pop_back();
+        const DcmXfer syntax(uid.c_str());
+        if (!syntax.isEncapsulated())
+            throw RuntimeException("the transfer syntax of encapsulated pixel data is asked for, but (0002,0010) names " +
+                                   (uid.empty() ? std::string("none") : "'" + uid + "'"));
+        return syntax.getXfer();
+    }
     case TransferSyntax::ExplicitLittle: break;
     }
     return EXS_LittleEndianExplicit;
+}
+
+const char* syntaxName(TransferSyntax transferSyntax) {
+    switch (transferSyntax) {
+    case TransferSyntax::ExplicitBig: return "explicit VR big endian";
+    case TransferSyntax::ImplicitLittle: return "implicit VR little endian";
+    case TransferSyntax::Encapsulated: return "its compressed transfer syntax";
+    case TransferSyntax::ExplicitLittle: break;
+    }
+    return "explicit VR little endian";
 }
 
 constexpr UINT32 undefinedLength = 0xFFFFFFFF;
@@ -101,7 +122,8 @@ class Encoder {
 public:
     Encoder(TransferSyntax transferSyntax, SequenceLengths lengths, FileSink* sink = nullptr,
             const SequenceOrder* order = nullptr)
-        : itsExplicitVR(transferSyntax != TransferSyntax::ImplicitLittle),
+        : itsTransferSyntax(transferSyntax),
+          itsExplicitVR(transferSyntax != TransferSyntax::ImplicitLittle),
           itsEndian(transferSyntax == TransferSyntax::ExplicitBig ? BigEndian : LittleEndian),
           itsUndefinedLengths(lengths == SequenceLengths::Undefined),
           itsSink(sink),
@@ -121,6 +143,7 @@ public:
     UINT32 Size(const VR& element) const {
         const UINT16 vrCode = concreteVRCode(element.GetVRCode());
         if (vrCode == VRCode::SQ) return (itsExplicitVR ? 12 : 8) + SequenceSize(element);
+        if (element.IsEncapsulated()) return 12 + element.GetLength() + 8;
         const UINT32 length = writtenValue(element, vrCode).length;
         if (!itsExplicitVR) return 8 + length;
         return (hasLongLengthField(vrCode) || length > 0xFFFF ? 12 : 8) + length;
@@ -183,6 +206,10 @@ private:
             Sequence(element, topLevel);
             return;
         }
+        if (element.IsEncapsulated()) {
+            Encapsulated(element);
+            return;
+        }
         const WrittenValue value = writtenValue(element, vrCode);
         // A value too long for a 16-bit length field is written as UN, as DCMTK does.
         const bool tooLong = itsExplicitVR && !hasLongLengthField(vrCode) && value.length > 0xFFFF;
@@ -201,6 +228,19 @@ private:
             std::memset(tail, value.fill, sizeof tail);
             itsSink->Put(tail, value.length - value.kept);
         }
+    }
+
+    // Its items as read, between an undefined-length OB header and the sequence delimiter.
+    void Encapsulated(const VR& element) {
+        if (itsTransferSyntax != TransferSyntax::Encapsulated)
+            throw RuntimeException(
+                (itsSink ? "cannot write '" + itsSink->Path() + "': " : std::string()) + "element " +
+                element.GetTag().ToString() + " holds encapsulated pixel data, which can be written only in the " +
+                "compressed transfer syntax it was read in, not in " + syntaxName(itsTransferSyntax));
+        Header(element.GetGroup(), element.GetElement(), VRCode::OB, undefinedLength);
+        if (element.GetLength() > 0) itsSink->Put(element.GetData(), element.GetLength());
+        Tag(0xFFFE, 0xE0DD);
+        Number32(0);
     }
 
     void Header(UINT16 group, UINT16 element, UINT16 vrCode, UINT32 length) {
@@ -236,6 +276,7 @@ private:
         itsSink->Put(bytes, 4);
     }
 
+    TransferSyntax itsTransferSyntax;
     bool itsExplicitVR;
     EndianType itsEndian;
     bool itsUndefinedLengths;
@@ -265,7 +306,7 @@ std::string encodeFileHeader(const DICOMDataObject& dataSet, TransferSyntax tran
         if (group == 0x0008 && (element->GetElement() == 0x0016 || element->GetElement() == 0x0018))
             insertConverted(*file.getDataset(), *element);
     }
-    const E_TransferSyntax syntax = dcmtkSyntax(transferSyntax);
+    const E_TransferSyntax syntax = dcmtkSyntax(transferSyntax, dataSet);
     OFCondition status = meta.putAndInsertString(DCM_TransferSyntaxUID, DcmXfer(syntax).getXferID());
     std::string bytes;
     char buffer[4096];

@@ -11,6 +11,8 @@
 #include <dcmtk/config/osconfig.h>
 #include <dcmtk/dcmdata/dcitem.h>
 #include <dcmtk/dcmdata/dcpixel.h>
+#include <dcmtk/dcmdata/dcpixseq.h>
+#include <dcmtk/dcmdata/dcpxitem.h>
 #include <dcmtk/dcmdata/dcsequen.h>
 #include <dcmtk/dcmdata/dcvrsv.h>
 #include <dcmtk/dcmdata/dcvruv.h>
@@ -128,6 +130,33 @@ std::unique_ptr<VR> convertSequence(DcmSequenceOfItems& source, EndianType endia
     return sequence;
 }
 
+// Encapsulated pixel data as the items DCMTK read: each item's tag and length (little endian,
+// as every compressed transfer syntax is) followed by its fragment.
+std::unique_ptr<VR> convertEncapsulated(DcmPixelData& source, E_TransferSyntax representation, EndianType endian) {
+    const UINT16 group = source.getGTag(), number = source.getETag();
+    DcmPixelSequence* fragments = nullptr;
+    if (source.getEncapsulatedRepresentation(representation, nullptr, fragments).bad() || fragments == nullptr)
+        failOnElement(group, number, "the fragments of its encapsulated pixel data cannot be read");
+    std::vector<unsigned char> bytes;
+    for (unsigned long i = 0; i < fragments->card(); ++i) {
+        DcmPixelItem* item = nullptr;
+        Uint8* fragment = nullptr;
+        if (fragments->getItem(item, i).bad() || item == nullptr)
+            failOnElement(group, number, "fragment " + std::to_string(i) + " cannot be read");
+        const Uint32 length = item->getLengthField();
+        if (length > 0 && (item->getUint8Array(fragment).bad() || fragment == nullptr))
+            failOnElement(group, number, "fragment " + std::to_string(i) + " cannot be read");
+        const unsigned char header[8] = {0xFE, 0xFF, 0x00, 0xE0, UINT8(length), UINT8(length >> 8),
+                                         UINT8(length >> 16), UINT8(length >> 24)};
+        bytes.insert(bytes.end(), header, header + 8);
+        if (length > 0) bytes.insert(bytes.end(), fragment, fragment + length);
+    }
+    auto element = std::make_unique<VR>(group, number, VRCode::OB, endian);
+    element->SetData(bytes.data(), UINT32(bytes.size()));
+    element->SetEncapsulated(true);
+    return element;
+}
+
 std::unique_ptr<VR> convertElement(DcmElement& source, EndianType endian) {
     const UINT16 group = source.getGTag();
     const UINT16 number = source.getETag();
@@ -136,9 +165,9 @@ std::unique_ptr<VR> convertElement(DcmElement& source, EndianType endian) {
     if (source.ident() == EVR_PixelData) {
         E_TransferSyntax representation = EXS_Unknown;
         const DcmRepresentationParameter* parameter = nullptr;
-        static_cast<DcmPixelData&>(source).getCurrentRepresentationKey(representation, parameter);
-        if (DcmXfer(representation).isEncapsulated())
-            failOnElement(group, number, "encapsulated (compressed) pixel data is not supported");
+        auto& pixelData = static_cast<DcmPixelData&>(source);
+        pixelData.getCurrentRepresentationKey(representation, parameter);
+        if (DcmXfer(representation).isEncapsulated()) return convertEncapsulated(pixelData, representation, endian);
     }
 
     const UINT16 vrCode = elementVRCode(source.getVR());
@@ -243,6 +272,8 @@ DcmElement* newDcmElement(const VR& element) {
     const UINT16 vrCode = concreteVRCode(element.GetVRCode());
     DcmTag tag(group, number, DcmVR(dcmtkVR(vrCode)));
 
+    if (element.IsEncapsulated())
+        failOnElement(group, number, "encapsulated pixel data cannot be handed to DCMTK without its transfer syntax");
     if (vrCode == VRCode::SQ) {
         auto sequence = std::make_unique<DcmSequenceOfItems>(tag);
         if (const SequenceVR* source = element.GetAsSequenceVR()) {

@@ -186,8 +186,6 @@ std::unique_ptr<DICOMDataObject> readFile(const std::string& path, std::vector<s
     }
     OFCondition inMemory = file.loadAllDataIntoMemory();
     if (inMemory.bad()) failToRead(path, whatStopsTheParse(inMemory));
-    if (transferSyntax.isEncapsulated() && dataset.tagExists(DCM_PixelData))
-        failToRead(path, std::string("encapsulated pixel data (") + transferSyntax.getXferName() + ") is not supported");
 
     if (recordOffsets) collectRecordOffsets(dataset, *recordOffsets);
     if (notes) {

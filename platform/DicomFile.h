@@ -11,7 +11,10 @@ class DcmItem;
 
 namespace refcntr {
 
-enum class TransferSyntax { ExplicitLittle, ExplicitBig, ImplicitLittle };
+// How a data set is encoded in a file. Encapsulated is explicit VR little endian under the
+// compressed transfer syntax that the data set's own (0002,0010) names, as read with its
+// encapsulated pixel data; such pixel data are written in no other.
+enum class TransferSyntax { ExplicitLittle, ExplicitBig, ImplicitLittle, Encapsulated };
 
 // Reads a file (with or without a preamble and meta header). The file meta group (0002) is
 // merged into the returned data set; the data set's byte order is the file's (big endian for

@@ -258,7 +258,8 @@ public:
                 for (DICOMDataObject* item : sequence->GetSequenceItems()) Convert(*item, depth + 1);
                 continue;
             }
-            if (group % 2 != 0) continue;
+            // Private elements are not in the dictionary; encapsulated pixel data keep their OB.
+            if (group % 2 != 0 || element.IsEncapsulated()) continue;
             const UINT16 dictionaryCode = InstanceSpecificDataDictionary::TypeVR(group, number);
             if (agreesWithDictionary(element.GetVRCode(), dictionaryCode)) continue;
             std::unique_ptr<VR> replacement;

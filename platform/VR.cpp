@@ -29,7 +29,11 @@ VR::VR(UINT16 group, UINT16 element, UINT16 vrCode, EndianType endian, MemoryAll
       itsAllocater(allocater != nullptr ? allocater : itsDefaultMemoryAllocater) {}
 
 VR::VR(const VR& other)
-    : itsTag(other.itsTag), itsVRCode(other.itsVRCode), itsEndian(other.itsEndian), itsAllocater(other.itsAllocater) {
+    : itsTag(other.itsTag),
+      itsVRCode(other.itsVRCode),
+      itsEndian(other.itsEndian),
+      itsAllocater(other.itsAllocater),
+      itsEncapsulated(other.itsEncapsulated) {
     SetData(other.itsData, other.itsLength);
 }
 
@@ -82,7 +86,7 @@ void VR::AdoptData(unsigned char* bytes, UINT32 length) {
 }
 
 void VR::SwapDataEndian() {
-    if (itsLength) reverseValueBytes(itsData, itsLength, MDDEntry::ValueWidth(itsVRCode));
+    if (itsLength && !itsEncapsulated) reverseValueBytes(itsData, itsLength, MDDEntry::ValueWidth(itsVRCode));
 }
 
 }  // namespace refcntr

@@ -49,6 +49,12 @@ public:
     // Takes over a buffer obtained from this element's allocator.
     void AdoptData(unsigned char* bytes, UINT32 length);
 
+    // Encapsulated (compressed) pixel data: the value is the pixel sequence's items as stored,
+    // each an item tag and a 32-bit length in little-endian order and its fragment, the basic
+    // offset table first, without the sequence delimiter. Such a value is written only in the
+    // compressed transfer syntax it was read in, and its bytes are never swapped.
+    bool IsEncapsulated() const { return itsEncapsulated; }
+    void SetEncapsulated(bool encapsulated) { itsEncapsulated = encapsulated; }
     // Reverses the bytes of every value, the value width taken from the VR code
     // (MDDEntry::ValueWidth); a trailing partial value is left as it is. The byte order
     // recorded in the element does not change.
@@ -68,6 +74,7 @@ private:
     MemoryAllocater* itsAllocater;
     unsigned char* itsData = nullptr;
     UINT32 itsLength = 0;
+    bool itsEncapsulated = false;
     unsigned char itsInline[itsInlineCapacity];
 };
 

@@ -45,6 +45,22 @@ void appendBinary(std::string& line, const VR& element) {
     if (shown < element.GetLength()) line += " ...";
 }
 
+// Encapsulated pixel data: how its items divide the value, the first being the offset table.
+void appendEncapsulated(std::string& line, const VR& element) {
+    const unsigned char* bytes = element.GetData();
+    std::size_t offset = 0, items = 0, tableLength = 0;
+    while (offset + 8 <= element.GetLength()) {
+        const std::size_t length = bytes[offset + 4] | bytes[offset + 5] << 8 | bytes[offset + 6] << 16 |
+                                   std::size_t(bytes[offset + 7]) << 24;
+        if (items++ == 0) tableLength = length;
+        offset += 8 + length;
+    }
+    const std::size_t fragments = items > 0 ? items - 1 : 0;
+    line += "encapsulated, " + std::to_string(fragments) + (fragments == 1 ? " fragment" : " fragments") +
+            " after an offset table of " + std::to_string(tableLength) + (tableLength == 1 ? " byte" : " bytes") +
+            ", " + std::to_string(element.GetLength()) + " bytes in all";
+}
+
 template <class T>
 void appendNumber(std::string& line, T value) {
     char text[64];
@@ -91,6 +107,10 @@ void appendTags(std::string& line, const VR& element) {
 }
 
 void appendValue(std::string& line, const VR& element) {
+    if (element.IsEncapsulated()) {
+        appendEncapsulated(line, element);
+        return;
+    }
     switch (element.GetVRCode()) {
     case VRCode::OB: case VRCode::OW: case VRCode::OF: case VRCode::OD: case VRCode::OL: case VRCode::OV:
     case VRCode::UN:

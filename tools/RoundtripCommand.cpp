@@ -41,9 +41,12 @@ const char* transferSyntaxOption(TransferSyntax syntax) {
     }
 }
 
-// The input's own: from its meta header, else from its byte order. Other syntaxes (deflated,
-// or compressed ones without pixel data) are written as explicit VR little endian.
+// The input's own: its compressed one when it holds encapsulated pixel data, else from its meta
+// header, else from its byte order. Other syntaxes (deflated, or compressed ones without pixel
+// data) are written as explicit VR little endian.
 TransferSyntax inputTransferSyntax(const DICOMDataObject& data) {
+    const VR* pixelData = data.GetVR(0x7FE0, 0x0010);
+    if (pixelData != nullptr && pixelData->IsEncapsulated()) return TransferSyntax::Encapsulated;
     RWCString uid;
     if (data.GetString(0x0002, 0x0010, uid)) {
         if (uid == implicitLittleUID) return TransferSyntax::ImplicitLittle;

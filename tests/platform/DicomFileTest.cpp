@@ -698,7 +698,16 @@ TEST_F(BadFiles, DamagedCopiesOfTheSampleReadOrThrowButNeverCrash) {
     }
 }
 
-TEST_F(BadFiles, EncapsulatedPixelDataIsRefusedByName) {
+// Everything from the pixel data element to the end of a file.
+std::string fromPixelData(const std::string& path) {
+    const std::string bytes = testfiles::readWholeFile(path);
+    const std::size_t start = bytes.rfind(std::string("\xe0\x7f\x10\x00OB", 6));
+    return start == std::string::npos ? std::string() : bytes.substr(start);
+}
+
+// Compressed pixel data read as their items, offset table included, written back in the same
+// transfer syntax exactly as DCMTK wrote them, and refused in any other with the reason.
+TEST_F(BadFiles, EncapsulatedPixelDataIsKeptInItsOwnTransferSyntaxOnly) {
     DcmFileFormat file;
     DcmDataset& image = *file.getDataset();
     image.putAndInsertString(DCM_SOPClassUID, UID_SecondaryCaptureImageStorage);
@@ -711,16 +720,45 @@ TEST_F(BadFiles, EncapsulatedPixelDataIsRefusedByName) {
     image.putAndInsertUint16(DCM_BitsStored, 12);
     image.putAndInsertUint16(DCM_HighBit, 11);
     image.putAndInsertUint16(DCM_PixelRepresentation, 0);
-    std::vector<Uint16> pixels(64, 0x0123);
+    std::vector<Uint16> pixels(64);
+    for (std::size_t i = 0; i < pixels.size(); ++i) pixels[i] = Uint16(i * 37 % 4096);
     image.putAndInsertUint16Array(DCM_PixelData, pixels.data(), 64);
     const std::string plain = directory.File("plain.dcm");
     const std::string compressed = directory.File("rle.dcm");
     ASSERT_TRUE(file.saveFile(plain.c_str(), EXS_LittleEndianExplicit).good());
     ASSERT_EQ(0, testfiles::runCommand(dcmtkTool("dcmcrle") + " " + testfiles::quoted(plain) + " " +
                                        testfiles::quoted(compressed)));
-    const std::string message = readFailure(compressed);
-    EXPECT_NE(std::string::npos, message.find(compressed)) << message;
-    EXPECT_NE(std::string::npos, message.find("encapsulated pixel data")) << message;
+
+    const auto data = readDicomFile(compressed);
+    const VR* pixelData = data->GetVR(0x7FE0, 0x0010);
+    ASSERT_NE(nullptr, pixelData);
+    EXPECT_TRUE(pixelData->IsEncapsulated());
+    EXPECT_EQ(VRCode::OB, pixelData->GetVRCode());
+
+    const std::string same = directory.File("same.dcm");
+    writeDicomFile(same, *data, TransferSyntax::Encapsulated);
+    const std::string written = fromPixelData(same);
+    EXPECT_FALSE(written.empty());
+    EXPECT_EQ(fromPixelData(compressed), written);
+    expectSameElements(*data, *readDicomFile(same));
+    const std::string decompressed = directory.File("decompressed.dcm");
+    ASSERT_EQ(0, testfiles::runCommand(dcmtkTool("dcmdrle") + " " + testfiles::quoted(same) + " " +
+                                       testfiles::quoted(decompressed)));
+    const auto plainAgain = readDicomFile(decompressed);
+    const VR* decoded = plainAgain->GetVR(0x7FE0, 0x0010);
+    ASSERT_NE(nullptr, decoded);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(pixels.data()), 128), littleEndianBytes(*decoded));
+
+    const std::string other = directory.File("explicit.dcm");
+    try {
+        writeDicomFile(other, *data, TransferSyntax::ExplicitLittle);
+        ADD_FAILURE() << "encapsulated pixel data were written in explicit VR little endian";
+    } catch (const RuntimeException& error) {
+        EXPECT_NE(std::string::npos, std::string(error.what()).find(other)) << error.what();
+        EXPECT_NE(std::string::npos, std::string(error.what()).find("encapsulated pixel data, which can be written only"))
+            << error.what();
+    }
+    EXPECT_FALSE(std::filesystem::exists(other));
 }
 
 TEST_F(BadFiles, WriteIntoMissingDirectoryThrowsAndLeavesNothing) {

@@ -1,6 +1,12 @@
 // Texts stored in a file's character set, given in UTF-8.
+#include <filesystem>
+
 #include <gtest/gtest.h>
 
+#include <dcmtk/config/osconfig.h>
+#include <dcmtk/dcmdata/dctk.h>
+
+#include "refcntr/platform/DicomFile.h"
 #include "refcntr/platform/Exceptions.h"
 #include "refcntr/platform/MDDEntry.h"
 #include "refcntr/platform/SequenceVR.h"
@@ -58,6 +64,30 @@ TEST(TextEncoding, ADataSetConvertsItemByItemAndThenSaysUTF8) {
     EXPECT_EQ("ISO_IR 192", value);
     ASSERT_TRUE(data.GetString(0x0020, 0x000D, value));
     EXPECT_EQ("1.2.3", value);
+}
+
+// Files written by others in many character sets, where DCMTK can convert them: every patient
+// name comes out as DCMTK's own conversion gives it.
+TEST(TextEncoding, RealFilesInManyCharacterSetsConvertAsDCMTKConvertsThem) {
+    const std::filesystem::path files = "/usr/lib/python3/dist-packages/pydicom/data/charset_files";
+    if (!std::filesystem::is_directory(files)) GTEST_SKIP() << "pydicom's character set files are not installed";
+    unsigned compared = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(files)) {
+        if (entry.path().extension() != ".dcm") continue;
+        DcmFileFormat dcmtk;
+        OFString expected;
+        if (dcmtk.loadFile(entry.path().c_str()).bad() || dcmtk.convertToUTF8().bad() ||
+            dcmtk.getDataset()->findAndGetOFStringArray(DCM_PatientName, expected).bad())
+            continue;
+        const auto data = readDicomFile(entry.path().string());
+        convertTextsToUTF8(*data);
+        RWCString name;
+        ASSERT_TRUE(data->GetString(0x0010, 0x0010, name)) << entry.path();
+        while (!name.empty() && name.back() == ' ') name.pop_back();
+        EXPECT_EQ(expected.c_str(), name) << entry.path();
+        ++compared;
+    }
+    EXPECT_GE(compared, 10u);
 }
 
 }  // namespace
