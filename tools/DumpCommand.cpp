@@ -14,6 +14,7 @@
 #include "refcntr/core/DumpStream.h"
 #include "StoredObject.h"
 #include "TerminalText.h"
+#include "refcntr/platform/JsonModel.h"
 
 namespace refcntr::cli {
 
@@ -38,11 +39,28 @@ int dumpFile(const CommandArguments& command, const std::string& path) {
     const std::optional<std::string> module = command.value("--module");
     if (command.has("--raw") && (depth || module))
         throw UsageError("--raw prints elements, not containers: it does not go with --depth or --module");
+    if (command.has("--json") && (depth || module || command.has("--raw") || command.has("--stored-bytes")))
+        throw UsageError("--json prints every element, in UTF-8: it does not go with --depth, --module, --raw or "
+                         "--stored-bytes");
     const unsigned levels = depth ? levelCount(*depth) : 0;  // 0: every level
     if (module && !isModuleName(*module))
         throw UsageError("unknown module '" + *module + "' (a class name such as DisplayedAreaModule)");
 
     const auto data = readInputFile(path);
+    if (command.has("--json")) {
+        if (!showTextsInUTF8(*data, path))
+            throw Failure("cannot dump '" + path + "' as JSON: its texts cannot be given in UTF-8");
+        try {
+            for (const MAttributeTag& tag : writeJsonModel(std::cout, *data))
+                std::cerr << "refcntr: warning: '" << escaped(ShownPath::of(path)) << "': " << tag.ToString()
+                          << " holds compressed pixel data, which JSON holds only as a link; left out\n";
+        } catch (const std::exception& error) {
+            throw Failure("cannot dump '" + path + "' as JSON: " + error.what());
+        }
+        std::cout.flush();
+        if (!std::cout) throw Failure("cannot dump '" + path + "': standard output failed");
+        return exitSuccess;
+    }
     const bool utf8 = !command.has("--stored-bytes") && showTextsInUTF8(*data, path);
     // A container dump writes bytes from 0x80 up as octal escapes: UTF-8 text is shown as text.
     UTF8DumpOutput utf8Output(std::cout);
@@ -82,7 +100,7 @@ int dumpFile(const CommandArguments& command, const std::string& path) {
 }
 
 int dump(const std::vector<std::string>& arguments) {
-    const CommandArguments command(arguments, CommandArguments::oneOrMore, {"--raw", "--stored-bytes"},
+    const CommandArguments command(arguments, CommandArguments::oneOrMore, {"--raw", "--stored-bytes", "--json"},
                                    {"--depth", "--module"});
     return forEachFile(command, [&command](const std::string& path) { return dumpFile(command, path); });
 }
@@ -90,7 +108,7 @@ int dump(const std::vector<std::string>& arguments) {
 }  // namespace
 
 const Command dumpCommand = {
-    "dump", "refcntr dump FILE... [--depth N] [--module NAME] [--raw] [--stored-bytes]",
+    "dump", "refcntr dump FILE... [--depth N] [--module NAME] [--raw] [--stored-bytes] [--json]",
     "print a file: as its container tree when there is one",
     "Prints a DICOM file. A media directory (DICOMDIR) and a grayscale, color or pseudo-color\n"
     "softcopy presentation state are shown as their container tree; any other file, or any\n"
@@ -104,7 +122,10 @@ const Command dumpCommand = {
     "                 --depth then count from the module's attributes\n"
     "  --raw          element by element, whatever the file\n"
     "  --stored-bytes texts as the file stores them, in its character set; without it they are\n"
-    "                 shown in UTF-8 (and Specific Character Set then reads ISO_IR 192)\n",
+    "                 shown in UTF-8 (and Specific Character Set then reads ISO_IR 192)\n"
+    "  --json         every element but the file meta group as one object of the DICOM JSON\n"
+    "                 model, as DCMTK's dcm2json writes it: texts in UTF-8, binary values in\n"
+    "                 base64; compressed pixel data are left out with a warning\n",
     dump};
 
 }  // namespace refcntr::cli

@@ -445,6 +445,18 @@ TEST_F(RefcntrTool, DumpShowsTextsInUTF8OrAsStored) {
     EXPECT_EQ("", containers.err + raw.err + stored.err);
 }
 
+// The JSON model as DCMTK writes it, byte for byte, with texts in UTF-8.
+TEST_F(RefcntrTool, DumpAsJsonWritesWhatDcm2jsonWrites) {
+    const Outcome ours = Run("dump --json " + quoted(Sample()));
+    ASSERT_EQ(0, ours.exitCode) << ours.err;
+    const Outcome dcmtk = refcntr::testfiles::runProgram("/usr/bin/dcm2json", quoted(Sample()), scratch);
+    ASSERT_EQ(0, dcmtk.exitCode) << dcmtk.err;
+    EXPECT_EQ(dcmtk.out, ours.out);
+    const Outcome latin1 = Run("dump --json " + quoted(File("latin1.dcm")));
+    EXPECT_TRUE(contains(latin1.out, "\"Alphabetic\": \"Buc^J\u00e9r\u00f4me\"")) << latin1.out;
+    EXPECT_EQ(2, Run("dump --json --raw " + quoted(Sample())).exitCode);
+}
+
 TEST_F(RefcntrTool, DumpShowsTheFirstLevelsOrOneModule) {
     const Outcome entities = Run("dump --depth 1 " + quoted(Sample()));
     ASSERT_EQ(entities.exitCode, 0) << entities.err;
