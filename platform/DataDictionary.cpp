@@ -10,6 +10,7 @@
 #include <dcmtk/dcmdata/dcdicent.h>
 
 #include "refcntr/platform/DcmtkBridge.h"
+#include "refcntr/platform/DcmtkVR.h"
 #include "refcntr/platform/MDDEntry.h"
 #include "refcntr/platform/VR.h"
 
@@ -27,51 +28,6 @@ constexpr PrivateDictionaryEntry privateEntries[] = {
     {ZORVIKPrivateCreator, ZORVIKPrivateGroup, 0x53, VRCode::LT, "ZORVIKStudyPresentationStepInfo"},
     {nullptr, 0, 0, VRCode::Unknown, nullptr},
 };
-
-// The dictionary's VR: DCMTK's internal VRs for data-dependent tags become the ambiguous codes.
-UINT16 dictionaryVRCode(DcmEVR vr) {
-    switch (vr) {
-    case EVR_AE: return VRCode::AE;
-    case EVR_AS: return VRCode::AS;
-    case EVR_AT: return VRCode::AT;
-    case EVR_CS: return VRCode::CS;
-    case EVR_DA: return VRCode::DA;
-    case EVR_DS: return VRCode::DS;
-    case EVR_DT: return VRCode::DT;
-    case EVR_FL: return VRCode::FL;
-    case EVR_FD: return VRCode::FD;
-    case EVR_IS: return VRCode::IS;
-    case EVR_LO: return VRCode::LO;
-    case EVR_LT: return VRCode::LT;
-    case EVR_OB: return VRCode::OB;
-    case EVR_OD: return VRCode::OD;
-    case EVR_OF: return VRCode::OF;
-    case EVR_OL: return VRCode::OL;
-    case EVR_OV: return VRCode::OV;
-    case EVR_OW: return VRCode::OW;
-    case EVR_PN: return VRCode::PN;
-    case EVR_SH: return VRCode::SH;
-    case EVR_SL: return VRCode::SL;
-    case EVR_SQ: return VRCode::SQ;
-    case EVR_SS: return VRCode::SS;
-    case EVR_ST: return VRCode::ST;
-    case EVR_SV: return VRCode::SV;
-    case EVR_TM: return VRCode::TM;
-    case EVR_UC: return VRCode::UC;
-    case EVR_UI: return VRCode::UI;
-    case EVR_UL: return VRCode::UL;
-    case EVR_UR: return VRCode::UR;
-    case EVR_US: return VRCode::US;
-    case EVR_UT: return VRCode::UT;
-    case EVR_UV: return VRCode::UV;
-    case EVR_UN: return VRCode::UN;
-    case EVR_up: return VRCode::UL;
-    case EVR_xs: return VRCode::US_OR_SS;
-    case EVR_ox: case EVR_px: case EVR_pixelSQ: return VRCode::OW_OR_OB;
-    case EVR_lt: return VRCode::OW_OR_US_OR_SS;
-    default: return VRCode::Unknown;
-    }
-}
 
 // The VR of a dictionary entry, looked up in DCMTK's dictionary the first time a thread asks
 // for a tag and remembered, so that later lookups take no lock and no copy of the dictionary

@@ -19,6 +19,7 @@
 #include <dcmtk/dcmdata/dcxfer.h>
 
 #include "refcntr/platform/ByteOrder.h"
+#include "refcntr/platform/DcmtkVR.h"
 #include "refcntr/platform/DicomFile.h"
 #include "refcntr/platform/Exceptions.h"
 #include "refcntr/platform/MDDEntry.h"
@@ -27,92 +28,6 @@
 namespace refcntr {
 
 namespace {
-
-// The VR code of an element DCMTK holds. DCMTK's internal VRs become the VR the value is held
-// in; anything without a VR of its own passes through as bytes (UN).
-UINT16 elementVRCode(DcmEVR vr) {
-    switch (vr) {
-    case EVR_AE: return VRCode::AE;
-    case EVR_AS: return VRCode::AS;
-    case EVR_AT: return VRCode::AT;
-    case EVR_CS: return VRCode::CS;
-    case EVR_DA: return VRCode::DA;
-    case EVR_DS: return VRCode::DS;
-    case EVR_DT: return VRCode::DT;
-    case EVR_FL: return VRCode::FL;
-    case EVR_FD: return VRCode::FD;
-    case EVR_IS: return VRCode::IS;
-    case EVR_LO: return VRCode::LO;
-    case EVR_LT: return VRCode::LT;
-    case EVR_OB: return VRCode::OB;
-    case EVR_OD: return VRCode::OD;
-    case EVR_OF: return VRCode::OF;
-    case EVR_OL: return VRCode::OL;
-    case EVR_OV: return VRCode::OV;
-    case EVR_OW: return VRCode::OW;
-    case EVR_PN: return VRCode::PN;
-    case EVR_SH: return VRCode::SH;
-    case EVR_SL: return VRCode::SL;
-    case EVR_SQ: return VRCode::SQ;
-    case EVR_SS: return VRCode::SS;
-    case EVR_ST: return VRCode::ST;
-    case EVR_SV: return VRCode::SV;
-    case EVR_TM: return VRCode::TM;
-    case EVR_UC: return VRCode::UC;
-    case EVR_UI: return VRCode::UI;
-    case EVR_UL: return VRCode::UL;
-    case EVR_UR: return VRCode::UR;
-    case EVR_US: return VRCode::US;
-    case EVR_UT: return VRCode::UT;
-    case EVR_UV: return VRCode::UV;
-    case EVR_up: return VRCode::UL;
-    case EVR_xs: return VRCode::US;
-    case EVR_ox: case EVR_px: case EVR_lt: case EVR_PixelData: case EVR_OverlayData: return VRCode::OW;
-    default: return VRCode::UN;
-    }
-}
-
-// The VR DCMTK is given for a VR code; ambiguous and unknown codes get the VR their bytes are held in.
-DcmEVR dcmtkVR(UINT16 vrCode) {
-    switch (vrCode) {
-    case VRCode::AE: return EVR_AE;
-    case VRCode::AS: return EVR_AS;
-    case VRCode::AT: return EVR_AT;
-    case VRCode::CS: return EVR_CS;
-    case VRCode::DA: return EVR_DA;
-    case VRCode::DS: return EVR_DS;
-    case VRCode::DT: return EVR_DT;
-    case VRCode::FL: return EVR_FL;
-    case VRCode::FD: return EVR_FD;
-    case VRCode::IS: return EVR_IS;
-    case VRCode::LO: return EVR_LO;
-    case VRCode::LT: return EVR_LT;
-    case VRCode::OB: return EVR_OB;
-    case VRCode::OD: return EVR_OD;
-    case VRCode::OF: return EVR_OF;
-    case VRCode::OL: return EVR_OL;
-    case VRCode::OV: return EVR_OV;
-    case VRCode::OW: return EVR_OW;
-    case VRCode::PN: return EVR_PN;
-    case VRCode::SH: return EVR_SH;
-    case VRCode::SL: return EVR_SL;
-    case VRCode::SQ: return EVR_SQ;
-    case VRCode::SS: return EVR_SS;
-    case VRCode::ST: return EVR_ST;
-    case VRCode::SV: return EVR_SV;
-    case VRCode::TM: return EVR_TM;
-    case VRCode::UC: return EVR_UC;
-    case VRCode::UI: return EVR_UI;
-    case VRCode::UL: return EVR_UL;
-    case VRCode::UR: return EVR_UR;
-    case VRCode::US: return EVR_US;
-    case VRCode::UT: return EVR_UT;
-    case VRCode::UV: return EVR_UV;
-    case VRCode::US_OR_SS: return EVR_US;
-    case VRCode::OW_OR_OB: case VRCode::OW_OR_US_OR_SS: return EVR_OW;
-    default: return EVR_UN;
-    }
-}
 
 [[noreturn]] void failOnElement(UINT16 group, UINT16 element, const std::string& reason) {
     throw RuntimeException("element " + MAttributeTag(group, element).ToString() + ": " + reason);
