@@ -9,9 +9,18 @@ install(TARGETS refcntr EXPORT refcntrTargets
 
 install(FILES ${CMAKE_SOURCE_DIR}/refcntr.h ${REFCNTR_GENERATED_ROOT}/refcntr/Version.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/refcntr)
+# Headers that only the library's own sources include (the DCMTK bridge, the encoder and
+# decoder, the attribute readers behind the generated code) stay out of the install.
+set(REFCNTR_INTERNAL_HEADERS AttributeDump.h AttributeReader.h AttributeWriter.h RecordLayout.h RecordLinks.h
+    AtomicFile.h ByteOrder.h DataSetDecoder.h DataSetEncoder.h DcmtkBridge.h DcmtkLogCapture.h DcmtkVR.h
+    DictionaryVRConversion.h LengthField.h ReadNotes.h StructureScan.h)
+set(internal_patterns)
+foreach(header IN LISTS REFCNTR_INTERNAL_HEADERS)
+  list(APPEND internal_patterns PATTERN ${header} EXCLUDE)
+endforeach()
 foreach(folder platform core notify macros general presentation directory factory)
   install(DIRECTORY ${CMAKE_SOURCE_DIR}/${folder}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/refcntr/${folder}
-          FILES_MATCHING PATTERN "*.h")
+          FILES_MATCHING PATTERN "*.h" ${internal_patterns})
 endforeach()
 get_property(generated_headers GLOBAL PROPERTY REFCNTR_GENERATED_HEADERS)
 foreach(header IN LISTS generated_headers)

@@ -36,6 +36,11 @@ foreach(header refcntr.h Version.h factory/CompositeIODFactory.h core/PSChangeHa
     message(FATAL_ERROR "not installed: include/refcntr/${header}")
   endif()
 endforeach()
+foreach(internal platform/DcmtkBridge.h platform/DcmtkVR.h core/AttributeReader.h)
+  if(EXISTS ${PREFIX}/include/refcntr/${internal})
+    message(FATAL_ERROR "an internal header is installed: include/refcntr/${internal}")
+  endif()
+endforeach()
 
 foreach(shared share/man/man1/refcntr.1 share/refcntr/grayscale-presentation-state.dcm)
   if(NOT EXISTS ${PREFIX}/${shared})
