@@ -28,6 +28,44 @@ FLAG_VALUES = {
     "write-as": "the VR to write with where the dictionary leaves a choice, e.g. write-as=OW",
 }
 
+# The VRs whose values are character strings.
+STRING_VRS = {"AE", "AS", "CS", "DA", "DS", "DT", "IS", "LO", "LT", "PN", "SH", "ST", "TM", "UC", "UI", "UR", "UT"}
+
+# kind -> the VRs its member and calls can hold; "array" and "ambiguous" by value type. A row
+# whose VR is not listed for its kind is refused.
+VRS = {
+    "text": STRING_VRS,
+    # LT, ST, UR and UT hold one value, backslashes included, so they are never split.
+    "texts": STRING_VRS - {"LT", "ST", "UR", "UT"},
+    "is": {"IS"},
+    "ds": {"DS"},
+    "us": {"US"},
+    "ss": {"SS"},
+    "ul": {"UL"},
+    "fl": {"FL"},
+    "us-or-ss": {"US|SS"},
+    "is-array": {"IS"},
+    "ds-array": {"DS"},
+    "array uint8": {"OB"},
+    # AT values are pairs of 16-bit group and element numbers.
+    "array uint16": {"US", "OW", "AT", "OB|OW"},
+    "array int16": {"SS"},
+    "array int32": {"SL"},
+    "array uint32": {"UL", "OL"},
+    "array float": {"FL", "OF"},
+    "array double": {"FD", "OD"},
+    "bytes": {"OB"},
+    "ambiguous uint8": {"OB|OW"},
+    "ambiguous uint16": {"US|SS", "US|SS|OW"},
+    "aetitle": {"AE"},
+    "sequence": {"SQ"},
+}
+
+
+def held_kind(kind, arguments):
+    """The key of VRS for a row: the kind, with the value type for arrays."""
+    return f"{kind} {arguments[0]}" if kind in ("array", "ambiguous") else kind
+
 
 def hex4(number):
     return f"0x{number:04X}"

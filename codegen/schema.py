@@ -24,14 +24,15 @@ A schema file declares container classes, one block per class:
     end
 
 An attribute row is: name, tag (gggg,eeee, or gggg,xxOO for offset OO of a private block),
-VR, kind with its arguments, flags, and a quoted one-line description. Rows keep the
-declaration order, which is the order of presence bits, create, save and the dump.
+VR, kind with its arguments, flags, and a quoted one-line description. The VR must be one
+the kind can hold (kinds.VRS). Rows keep the declaration order, which is the order of presence
+bits, create, save and the dump.
 """
 
 import re
 import shlex
 
-from kinds import KINDS, FLAGS, FLAG_VALUES, ARRAY_VALUE_TYPES
+from kinds import KINDS, FLAGS, FLAG_VALUES, ARRAY_VALUE_TYPES, VRS, held_kind
 
 CLASS_KINDS = ("item", "module", "entity", "iod")
 CLASS_OPTIONS = {
@@ -53,7 +54,7 @@ class SchemaError(Exception):
 class Attribute:
     """One row: a DICOM attribute, a held sequence, or (in entities and IODs) a held child."""
 
-    def __init__(self, name, group, element, vr, kind, arguments, flags, description, private, line):
+    def __init__(self, name, group, element, vr, kind, arguments, flags, description, private, relative, line):
         self.name = name
         self.group = group
         self.element = element
@@ -63,11 +64,16 @@ class Attribute:
         self.flags = flags
         self.description = description
         self.private = private
+        self.relative = relative  # the schema file of the row, which is a family's for a used family
         self.line = line
 
     @property
     def member(self):
         return f"its{self.name}Element"
+
+    @property
+    def location(self):
+        return f"{self.relative}:{self.line}"
 
     @property
     def tag_text(self):
@@ -148,6 +154,9 @@ def parse_attribute(schema, line_number, words, description):
         raise error(f"kind '{kind}' needs {argument_count} argument(s)")
     if kind in ("array", "ambiguous") and arguments[0] not in ARRAY_VALUE_TYPES:
         raise error(f"unknown array value type '{arguments[0]}' (known: {', '.join(ARRAY_VALUE_TYPES)})")
+    held = held_kind(kind, arguments)
+    if vr not in VRS.get(held, ()):
+        raise error(f"kind '{held}' cannot hold VR {vr} (it holds: {', '.join(sorted(VRS.get(held, ()))) or 'none'})")
     names, values = set(), {}
     for flag in flags:
         flag_name, _, value = flag.partition("=")
@@ -161,18 +170,39 @@ def parse_attribute(schema, line_number, words, description):
         names.add(flag_name)
         if value:
             values[flag_name] = value
-    attribute = Attribute(name, group, element, vr, kind, arguments, names, description, private, line_number)
+    attribute = Attribute(name, group, element, vr, kind, arguments, names, description, private, schema.relative,
+                          line_number)
     attribute.flag_values = values
     return attribute
 
 
+def without_comment(text):
+    """The row up to its first '#' outside quotes, where shlex starts a comment."""
+    quote = None
+    escaped = False
+    for index, character in enumerate(text):
+        if escaped:
+            escaped = False
+        elif character == "\\" and quote != "'":
+            escaped = True
+        elif quote:
+            if character == quote:
+                quote = None
+        elif character in "\"'":
+            quote = character
+        elif character == "#":
+            return text[:index]
+    return text
+
+
 def split_row(schema, line_number, text):
+    row = without_comment(text).rstrip()
     try:
-        words = shlex.split(text, comments=True, posix=True)
+        words = shlex.split(row, posix=True)
     except ValueError as problem:
         raise SchemaError(schema.relative, line_number, f"cannot read the row: {problem}")
     description = ""
-    if '"' in text:
+    if row.endswith('"'):
         # The quoted description is the last word.
         description = words.pop()
     return words, description
@@ -263,26 +293,28 @@ def resolve(schemas):
     classes = {}
     for schema in schemas:
         for container in schema.classes:
-            expanded = []
+            expanded, uses = [], []
             for row in container.attributes:
                 if isinstance(row, tuple):
                     _, family, number = row
                     if family not in families:
                         raise SchemaError(schema.relative, number, f"unknown family '{family}'")
                     expanded.extend(families[family])
+                    uses.extend([(family, number)] * len(families[family]))
                 else:
                     expanded.append(row)
+                    uses.append(None)
             container.attributes = expanded
             for name in [container.name] + ([container.sequence_name] if container.kind == "item" else []):
                 if name in classes:
                     raise SchemaError(schema.relative, container.line, f"class '{name}' is declared twice")
                 classes[name] = container
-            check_rows(container)
+            check_rows(container, uses)
     for schema in schemas:
         for container in schema.classes:
             for attribute in container.attributes:
                 if attribute.kind == "sequence" and attribute.arguments[0] not in classes:
-                    raise SchemaError(schema.relative, attribute.line,
+                    raise SchemaError(attribute.relative, attribute.line,
                                       f"unknown sequence class '{attribute.arguments[0]}'")
             for child in container.children:
                 target = classes.get(child.class_name)
@@ -291,19 +323,23 @@ def resolve(schemas):
     return classes
 
 
-def check_rows(container):
+def check_rows(container, uses):
+    """Checks the expanded rows of a class. uses gives, for each row that came from a family, the
+    family and the line of its 'use': the error is at the row, in the family's file, and names
+    the 'use' too."""
     relative = container.schema.relative
-    names, tags = set(), set()
-    for attribute in container.attributes:
+    names, tags = {}, {}  # the first row of each name and tag
+    for attribute, use in zip(container.attributes, uses):
+        where = container.name + (f" (through 'use {use[0]}' at {relative}:{use[1]})" if use else "")
+        error = lambda message: SchemaError(attribute.relative, attribute.line, message)
+        tag = (attribute.group, attribute.element, attribute.private)
         if attribute.name in names:
-            raise SchemaError(relative, attribute.line, f"attribute '{attribute.name}' appears twice in {container.name}")
-        names.add(attribute.name)
-        key = (attribute.group, attribute.element, attribute.private)
-        if key in tags:
-            raise SchemaError(relative, attribute.line, f"tag {attribute.tag_text} appears twice in {container.name}")
-        tags.add(key)
+            raise error(f"attribute '{attribute.name}' appears twice in {where}, first at {names[attribute.name].location}")
+        if tag in tags:
+            raise error(f"tag {attribute.tag_text} appears twice in {where}, first at {tags[tag].location}")
+        names[attribute.name] = tags[tag] = attribute
         if attribute.private and "private-creator" not in container.options:
-            raise SchemaError(relative, attribute.line, f"private attribute in {container.name}, which names no private-creator")
+            raise error(f"private attribute in {where}, which names no private-creator")
     if container.kind == "item" and container.options.get("placeholder") and container.attributes:
         raise SchemaError(relative, container.line, f"placeholder item {container.name} declares attributes")
     if container.options.get("images-own") and not any(

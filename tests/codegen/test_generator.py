@@ -10,6 +10,7 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.join(HERE, "..", "..", "codegen"))
 
 import generate  # noqa: E402
+import schema  # noqa: E402
 
 
 class GeneratorTest(unittest.TestCase):
@@ -78,26 +79,94 @@ class GeneratorTest(unittest.TestCase):
         self.assertEqual(self.read("Good.h"), first)
         self.assertNotIn(self.root, first)
 
-    def assertRefused(self, text, message):
-        path = self.schema(text)
+    def assertRefused(self, text, message, family=None):
+        shutil.rmtree(self.output, ignore_errors=True)
+        paths = [self.schema(family, "Family.schema")] if family else []
         with _captured() as stderr:
-            self.assertEqual(self.run_generator(path), 1)
-        self.assertIn("macros/Fixture.schema:", stderr.getvalue())
+            self.assertEqual(self.run_generator(*paths, self.schema(text)), 1)
         self.assertIn(message, stderr.getvalue())
         self.assertFalse(os.path.exists(self.output), "nothing is written when a schema is refused")
 
     def test_refuses_bad_tables_naming_file_and_line(self):
-        self.assertRefused("item A  sequence AS\n  X 0008,0100 SH text\n  Y 0008,0100 SH text\nend\n", "appears twice")
-        self.assertRefused("item A  sequence AS\n  X 0008,0100 SH texty\nend\n", "unknown kind 'texty'")
-        self.assertRefused("item A  sequence AS\n  X 0008,0100 SH text\n", "has no 'end'")
-        self.assertRefused("item A  sequence AS\n  use Missing\nend\n", "unknown family 'Missing'")
-        self.assertRefused("item A  sequence AS\n  S 0040,0440 SQ sequence NoSuchSequence\nend\n", "unknown sequence class")
-        self.assertRefused("item A\nend\n", "names its sequence")
-        self.assertRefused("module M\n  X 0023,xx51 LT text\nend\n", "names no private-creator")
-        self.assertRefused("item A  sequence AS\n  X 0008,01000 SH text\nend\n", "is not a tag")
-        self.assertRefused("item A  sequence AS\nend\nitem A  sequence BS\nend\n", "declared twice")
-        self.assertRefused("item A  sequence AS\n  X 6000,3000 OB|OW array uint16 write-as\nend\n", "needs a value")
-        self.assertRefused("item A  sequence AS\n  X 0008,0100 SH text write-as=OW\nend\n", "does not apply")
+        item = "item A  sequence AS\n{}end\n"
+        for rows, message in [
+            ("  X 0008,0100 SH text\n  Y 0008,0100 SH text\n", "Fixture.schema:3: tag (0008,0100) appears twice in A, "
+                                                               "first at macros/Fixture.schema:2"),
+            ("  X 0008,0100 SH texty\n", "Fixture.schema:2: unknown kind 'texty'"),
+            ("  use Missing\n", "Fixture.schema:2: unknown family 'Missing'"),
+            ("  S 0040,0440 SQ sequence NoSuchSequence\n", "Fixture.schema:2: unknown sequence class"),
+            ("  X 0008,01000 SH text\n", "Fixture.schema:2: '0008,01000' is not a tag"),
+            ("  X 6000,3000 OB|OW array uint16 write-as\n", "Fixture.schema:2: flag 'write-as' needs a value"),
+            ("  X 0008,0100 SH text write-as=OW\n", "Fixture.schema:2: flag 'write-as' does not apply"),
+            ("  X 0008,0100 SH text \"desc\" empty-when-absent  # a comment\n", "Fixture.schema:2: unknown flag 'desc'"),
+            # Each kind holds only the VRs its member and calls can hold.
+            ("  X 0028,0010 US text\n", "Fixture.schema:2: kind 'text' cannot hold VR US (it holds: AE, AS,"),
+            ("  X 0008,0100 SH text\n  Y 0018,1030 LT texts\n", "Fixture.schema:3: kind 'texts' cannot hold VR LT"),
+            ("  X 0028,3002 US|SS us\n", "Fixture.schema:2: kind 'us' cannot hold VR US|SS (it holds: US)"),
+            ("  X 0070,0022 FL array uint16\n", "Fixture.schema:2: kind 'array uint16' cannot hold VR FL"),
+            ("  X 0028,3002 US|SS ambiguous float US_OR_SS\n",
+             "Fixture.schema:2: kind 'ambiguous float' cannot hold VR US|SS (it holds: none)"),
+            ("  S 0040,0440 LO sequence AS\n", "Fixture.schema:2: kind 'sequence' cannot hold VR LO (it holds: SQ)"),
+        ]:
+            with self.subTest(rows=rows):
+                self.assertRefused(item.format(rows), message)
+        for text, message in [
+            ("item A  sequence AS\n  X 0008,0100 SH text\n", "Fixture.schema:2: the last block has no 'end'"),
+            ("item A\nend\n", "Fixture.schema:1: an item names its sequence"),
+            ("module M\n  X 0023,xx51 LT text\nend\n", "Fixture.schema:2: private attribute in M, which names no"),
+            ("item A  sequence AS\nend\nitem A  sequence BS\nend\n", "Fixture.schema:3: class 'A' is declared twice"),
+        ]:
+            with self.subTest(text=text):
+                self.assertRefused(text, message)
+
+    def test_refuses_family_rows_at_the_family_row(self):
+        # Family.schema declares family Pair; its rows are at lines 2 and 3.
+        family = "family Pair\n  First 0008,0100 SH text\n  Second 0008,0102 SH text\nend\n"
+        used = " (through 'use Pair' at macros/Fixture.schema:{})"
+        for text, family_text, message in [
+            ("item A  sequence AS\n  Code 0008,0102 SH text\n  use Pair\nend\n", family,
+             "Family.schema:3: tag (0008,0102) appears twice in A" + used.format(3) + ", first at macros/Fixture.schema:2"),
+            ("item A  sequence AS\n  use Pair\n  use Pair\nend\n", family,
+             "Family.schema:2: attribute 'First' appears twice in A" + used.format(3) + ", first at macros/Family.schema:2"),
+            ("item A  sequence AS\n  use Pair\n  First 0008,0104 SH text\nend\n", family,
+             "Fixture.schema:3: attribute 'First' appears twice in A, first at macros/Family.schema:2"),
+            ("module M\n  use Pair\nend\n", family.replace("0008,0100", "0023,xx51"),
+             "Family.schema:2: private attribute in M" + used.format(2)),
+            ("module M\n  use Pair\nend\n", family.replace("SH text", "SQ sequence Nope", 1),
+             "Family.schema:2: unknown sequence class 'Nope'"),
+        ]:
+            with self.subTest(text=text, family=family_text):
+                self.assertRefused(text, message, family_text)
+
+    def test_comments_and_descriptions(self):
+        # A comment, quotes and all, is neither the description nor takes a word with it.
+        row = "X 0008,0100 SH text empty-when-absent"
+        words = row.split()
+        for text, expected_words, description in [
+            (row + '  # the "old" name', words, ""),
+            (row + '  "The name"  # the "old" name', words, "The name"),
+            (row + '  "The code\'s \\"name\\" # kept"  # it\'s old', words, 'The code\'s "name" # kept'),
+            (row + "#no blank before the comment", words, ""),
+        ]:
+            with self.subTest(text=text):
+                self.assertEqual(schema.split_row(None, 1, text), (expected_words, description))
+
+    def test_class_list_does_not_depend_on_the_order_of_schema_files(self):
+        other = self.schema("item ZetaItem  sequence ZetaSequence\n  Value 0040,A160 UT text\nend\n"
+                            "module AlphaModule\n  Count 0028,0010 US us\nend\n", "Other.schema")
+        outputs = []
+        for paths in ([self.good(), other], [other, self.good()]):
+            shutil.rmtree(self.output, ignore_errors=True)
+            self.assertEqual(self.run_generator(*paths), 0)
+            files = {}
+            for folder, _, names in os.walk(self.output):
+                for name in names:
+                    with open(os.path.join(folder, name), encoding="utf-8") as stream:
+                        files[os.path.relpath(stream.name, self.output)] = stream.read()
+            outputs.append(files)
+        self.assertEqual(outputs[0], outputs[1])
+        class_list = outputs[0][os.path.join("refcntr", "codegen", "GeneratedClassList.h")]
+        self.assertLess(class_list.index("FirstSetter<AlphaModule>"), class_list.index("FirstSetter<SampleModule>"))
 
 
 class _captured:
