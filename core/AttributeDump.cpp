@@ -1,6 +1,5 @@
 #include "refcntr/core/AttributeDump.h"
 
-#include <charconv>
 
 #include "refcntr/core/ContainerUtils.h"
 #include "refcntr/core/DumpStream.h"
@@ -165,9 +164,6 @@ RWCString AttributeDump::formatValue(double value) {
     return ContainerUtils::doubleArrayToDS(&value, 1);
 }
 
-RWCString AttributeDump::formatValue(long long value) {
-    char digits[24];
-    return RWCString(digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
-}
+RWCString AttributeDump::formatValue(long long value) { return ContainerUtils::toString(value); }
 
 }  // namespace refcntr

@@ -122,6 +122,10 @@ RWCString ContainerUtils::toString(int value) { return decimal(value); }
 
 RWCString ContainerUtils::toString(unsigned value) { return decimal(value); }
 
+RWCString ContainerUtils::toString(long long value) { return decimal(value); }
+
+RWCString ContainerUtils::toString(unsigned long long value) { return decimal(value); }
+
 RWCString ContainerUtils::toString(double value) { return formatDS(value); }
 
 void* ContainerUtils::copyArray(const void* source, unsigned byteCount) {

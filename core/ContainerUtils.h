@@ -15,6 +15,8 @@ public:
     // The value in decimal.
     static RWCString toString(int value);
     static RWCString toString(unsigned value);
+    static RWCString toString(long long value);
+    static RWCString toString(unsigned long long value);
     // One value formatted like a DS value ("%-0.15G").
     static RWCString toString(double value);
 

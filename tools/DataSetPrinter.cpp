@@ -3,9 +3,11 @@
 #include <charconv>
 #include <cstring>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "TerminalText.h"
+#include "refcntr/core/ContainerUtils.h"
 #include "refcntr/platform/DataDictionary.h"
 #include "refcntr/platform/MDDEntry.h"
 #include "refcntr/platform/SequenceVR.h"
@@ -61,11 +63,17 @@ void appendEncapsulated(std::string& line, const VR& element) {
             ", " + std::to_string(element.GetLength()) + " bytes in all";
 }
 
+// Integers in decimal; FL and FD as the shortest text that reads back as the stored value.
 template <class T>
 void appendNumber(std::string& line, T value) {
-    char text[64];
-    auto result = std::to_chars(text, text + sizeof text, value);
-    line.append(text, result.ptr);
+    if constexpr (std::is_floating_point_v<T>) {
+        char text[32];
+        line.append(text, std::to_chars(text, text + sizeof text, value).ptr);
+    } else if constexpr (std::is_signed_v<T>) {
+        line += ContainerUtils::toString((long long)value);
+    } else {
+        line += ContainerUtils::toString((unsigned long long)value);
+    }
 }
 
 // Every whole value of type T, decimal, separated by backslashes.

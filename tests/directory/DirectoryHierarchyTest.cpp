@@ -481,7 +481,7 @@ std::string syntaxName(const ::testing::TestParamInfo<TransferSyntax>& info) {
     switch (info.param) {
     case TransferSyntax::ExplicitBig: return "ExplicitBig";
     case TransferSyntax::ImplicitLittle: return "ImplicitLittle";
-    case TransferSyntax::ExplicitLittle: break;
+    default: break;
     }
     return "ExplicitLittle";
 }

@@ -49,7 +49,7 @@ E_TransferSyntax dcmtkSyntax(TransferSyntax syntax) {
     switch (syntax) {
     case TransferSyntax::ExplicitBig: return EXS_BigEndianExplicit;
     case TransferSyntax::ImplicitLittle: return EXS_LittleEndianImplicit;
-    case TransferSyntax::ExplicitLittle: break;
+    default: break;
     }
     return EXS_LittleEndianExplicit;
 }
@@ -58,7 +58,7 @@ const char* syntaxName(TransferSyntax syntax) {
     switch (syntax) {
     case TransferSyntax::ExplicitBig: return "EB";
     case TransferSyntax::ImplicitLittle: return "IL";
-    case TransferSyntax::ExplicitLittle: break;
+    default: break;
     }
     return "EL";
 }
