@@ -408,8 +408,7 @@ class SequenceKind(Kind):
                 f"void set{c.name}ElementPresent(int flag) {{ {c.member}.setPresent(flag); }}"]
 
     def read(self, c):
-        reader = "readIndexedSequence" if c.indexed_sequence else "readSequence"
-        return [f"attribute::{reader}(data, {c.tag_arguments}, created->{c.member});"]
+        return [f"attribute::readSequence(data, {c.tag_arguments}, created->{c.member});"]
 
     def write(self, c):
         always = ", true" if "always-written" in c.attribute.flags else ""

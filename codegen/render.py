@@ -47,16 +47,8 @@ class Renderer:
             return f"refcntr/{container.schema.folder}/{class_name}.h"
         return container.schema.header
 
-    def is_indexed(self, sequence_class):
-        return bool(self.classes[sequence_class].options.get("image-indexed"))
-
     def contexts(self, container):
-        result = []
-        for bit, attribute in enumerate(container.attributes):
-            context = Context(container, attribute, bit)
-            context.indexed_sequence = attribute.kind == "sequence" and self.is_indexed(attribute.arguments[0])
-            result.append(context)
-        return result
+        return [Context(container, attribute, bit) for bit, attribute in enumerate(container.attributes)]
 
     def ordered_classes(self):
         """Classes of this schema so that every class held by value comes first."""

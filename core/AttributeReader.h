@@ -4,6 +4,8 @@
 #pragma once
 
 #include <algorithm>
+#include <type_traits>
+#include <utility>
 
 #include "refcntr/core/ContainerUtils.h"
 #include "refcntr/core/OwnedArray.h"
@@ -100,6 +102,13 @@ private:
     PSChangeHandler* itsHolder;
 };
 
+// Whether a sequence keeps an image index, which is sized ahead from the referenced images.
+template <class SequenceType, class = void>
+struct HasImageIndex : std::false_type {};
+template <class SequenceType>
+struct HasImageIndex<SequenceType, std::void_t<decltype(std::declval<SequenceType&>().resize(0u, 0u))>>
+    : std::true_type {};
+
 // Builds a held sequence from its sequence element: one item per item data set, made by the
 // item class's create. The sequence is present whenever the element exists.
 template <class SequenceType>
@@ -110,22 +119,10 @@ void readSequence(const DICOMDataObject& data, UINT16 group, UINT16 element, Seq
     if (sequenceElement && sequenceElement->GetNumberOfItems() > 0) {
         const auto& items = sequenceElement->GetSequenceItems();
         const QuietWhileCreating quiet(sequence);
-        sequence.resize(unsigned(items.size()));
-        for (const DICOMDataObject* item : items) sequence.addItem(SequenceType::ItemType::create(*item));
-    }
-    sequence.setPresent(1);
-}
-
-// The same for a sequence with an image index, sized ahead from the referenced images.
-template <class SequenceType>
-void readIndexedSequence(const DICOMDataObject& data, UINT16 group, UINT16 element, SequenceType& sequence) {
-    const VR* found = data.GetVR(group, element);
-    if (!found) return;
-    const SequenceVR* sequenceElement = found->GetAsSequenceVR();
-    if (sequenceElement && sequenceElement->GetNumberOfItems() > 0) {
-        const auto& items = sequenceElement->GetSequenceItems();
-        const QuietWhileCreating quiet(sequence);
-        sequence.resize(unsigned(items.size()), ContainerUtils::computeSuggestedSequenceIndexSize(items));
+        if constexpr (HasImageIndex<SequenceType>::value)
+            sequence.resize(unsigned(items.size()), ContainerUtils::computeSuggestedSequenceIndexSize(items));
+        else
+            sequence.resize(unsigned(items.size()));
         for (const DICOMDataObject* item : items) sequence.addItem(SequenceType::ItemType::create(*item));
     }
     sequence.setPresent(1);

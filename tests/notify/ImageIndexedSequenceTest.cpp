@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "NotifyTestSupport.h"
+#include "refcntr/core/AttributeReader.h"
 #include "refcntr/core/PSChangeHandler.h"
 #include "refcntr/notify/ImageIndexedSequence.h"
 
@@ -26,6 +27,10 @@ private:
 };
 
 using ImageBoundSequence = ImageIndexedSequence<ImageBoundItem>;
+
+// Reading sizes the index ahead only where the sequence keeps one.
+static_assert(attribute::HasImageIndex<ImageBoundSequence>::value);
+static_assert(!attribute::HasImageIndex<Sequence<ImageBoundItem>>::value);
 using Items = RWTPtrOrderedVector<ImageBoundItem>;
 
 // An item referencing each (uid, frames) given; none: all images.
