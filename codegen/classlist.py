@@ -1,46 +1,89 @@
-"""Renders GeneratedClassList.h: every generated class as type lists, and for each the first
-setter with a sample value and the path it reports, so one test harness can exercise all."""
+"""Renders GeneratedClassList.h: every generated class as type lists, and for each every setter
+with a sample value and the path it reports, so one test harness can exercise all of them."""
 
 from kinds import ARRAY_VALUE_TYPES
 
 SAMPLE_CALLS = {
-    "text": 'container.set{name}Element(RWCString("1"));',
-    "texts": 'container.set{name}Element(RWTValOrderedVector<RWCString>{{"1", "2"}});',
-    "is": "container.set{name}Element(1);",
-    "ds": "container.set{name}Element(1.5);",
-    "us": "container.set{name}Element(1);",
-    "ss": "container.set{name}Element(-1);",
-    "ul": "container.set{name}Element(1);",
-    "fl": "container.set{name}Element(1.5f);",
-    "us-or-ss": "container.set{name}Element(1);",
-    "aetitle": 'container.set{name}Element(AETitle("SAMPLE"));',
+    "text": 'c.set{name}Element(RWCString("1"));',
+    "texts": 'c.set{name}Element(RWTValOrderedVector<RWCString>{{"1", "2"}});',
+    "is": "c.set{name}Element(1);",
+    "ds": "c.set{name}Element(1.5);",
+    "us": "c.set{name}Element(1);",
+    "ss": "c.set{name}Element(-1);",
+    "ul": "c.set{name}Element(1);",
+    "fl": "c.set{name}Element(1.5f);",
+    "us-or-ss": "c.set{name}Element(1);",
+    "aetitle": 'c.set{name}Element(AETitle("SAMPLE"));',
 }
+ARRAY_KINDS = ("is-array", "ds-array", "array", "bytes", "ambiguous")
+
+
+def array_value_type(attribute):
+    return {"is-array": "int", "ds-array": "double", "bytes": "unsigned char"}.get(
+        attribute.kind, ARRAY_VALUE_TYPES.get(attribute.arguments[0] if attribute.arguments else "", ""))
 
 
 def sample_call(attribute):
+    """A statement that sets a sample value through the attribute's setter, on `c`."""
     if attribute.kind in SAMPLE_CALLS:
         return SAMPLE_CALLS[attribute.kind].format(name=attribute.name)
-    if attribute.kind in ("is-array", "ds-array", "array", "bytes", "ambiguous"):
-        value_type = {"is-array": "int", "ds-array": "double", "bytes": "unsigned char"}.get(
-            attribute.kind, ARRAY_VALUE_TYPES.get(attribute.arguments[0] if attribute.arguments else "", ""))
+    if attribute.kind in ARRAY_KINDS:
+        value_type = array_value_type(attribute)
         if "copying-setter" in attribute.flags:
-            return (f"const {value_type} values[2] = {{1, 2}};\n"
-                    f"        container.set{attribute.name}Element(values, 2);")
-        return f"container.set{attribute.name}Element(new {value_type}[2]{{1, 2}}, 2);"
+            call = f"const {value_type} values[2] = {{1, 2}}; c.set{attribute.name}Element(values, 2);"
+        else:
+            call = f"c.set{attribute.name}Element(new {value_type}[2]{{1, 2}}, 2);"
+        if attribute.kind == "ambiguous":  # save needs the VR to write with
+            call += f' c.set{attribute.name}ElementActualDataTypeCode("{attribute.vr.split("|")[0]}");'
+        return call
     return None
+
+
+def item_classes(schemas):
+    """The item class of each generated sequence."""
+    return {c.sequence_name: c for schema in schemas for c in schema.classes if c.kind == "item"}
+
+
+def setter_cases(container, items, first_paths):
+    """(path, fields) of every setter of an item or module, fields in SetterCase's order."""
+    cases = []
+    for attribute in container.attributes:
+        path = f"{container.name}.{attribute.name}Element"
+        null = "nullptr"
+        present = (f"[](const C& c) {{ return c.is{attribute.name}ElementPresent(); }}",
+                   f"[](C& c, int flag) {{ c.set{attribute.name}ElementPresent(flag); }}")
+        if attribute.kind == "sequence":
+            item = items.get(attribute.arguments[0])
+            index, grandchild = first_paths.get(item.name, (0, None)) if item else (0, None)
+            add = (f"[](C& c) {{ auto& s = c.get{attribute.name}Element(); "
+                   f"s.addItem(new std::decay_t<decltype(s)>::ItemType); }}")
+            set_grandchild = (f"[](C& c) {{ Setters<{item.name}>::all()[{index}].set(*c.get{attribute.name}Element().at(0)); }}"
+                              if grandchild else null)
+            cases.append((path, [add, null, null, *present, "false", "true", set_grandchild,
+                                 f'"{grandchild}"' if grandchild else null]))
+            continue
+        call = sample_call(attribute)
+        if call is None:
+            continue
+        set_at = get_at = null
+        if attribute.kind in ARRAY_KINDS and "untyped-setter" not in attribute.flags:
+            set_at = f"[](C& c) {{ c.set{attribute.name}Element(7, 1); }}"
+            get_at = f"[](const C& c) {{ return double(c.get{attribute.name}Element(1)); }}"
+        round_trips = "false" if "not-read" in attribute.flags else "true"
+        cases.append((path, [f"[](C& c) {{ {call} }}", set_at, get_at, *present, round_trips, "false", null, null]))
+        if attribute.kind in ("us-or-ss", "ambiguous"):
+            cases.append((path + "ActualDataTypeCode",
+                          [f'[](C& c) {{ c.set{attribute.name}ElementActualDataTypeCode("SS"); }}', null, null, null,
+                           null, "false", "false", null, null]))
+    return cases
 
 
 def first_setter(container):
-    if container.kind in ("entity", "iod"):
-        if not container.children:
-            return None
-        child = container.children[0].class_name
-        return f"{container.name}.{child}", f"container.set{child}(new {child});"
-    for attribute in container.attributes:
-        call = sample_call(attribute)
-        if call:
-            return f"{container.name}.{attribute.name}Element", call
-    return None
+    """The path and call of an entity's or IOD's first child setter."""
+    if not container.children:
+        return None
+    child = container.children[0].class_name
+    return f"{container.name}.{child}", f"container.set{child}(new {child});"
 
 
 def render_all_containers(schemas):
@@ -50,34 +93,91 @@ def render_all_containers(schemas):
     return "\n".join(lines + [""])
 
 
+SETTER_CASE = """// One setter of an item or module: a sample value set through it, the path it reports, and
+// what else the class offers for that attribute (null where it offers nothing).
+template <class Container>
+struct SetterCase {
+    using C = Container;
+    const char* path;
+    void (*set)(C&);                    // a sample value; for a sequence, one new item
+    void (*setAt)(C&);                  // an array's indexed setter: 7 at index 1
+    double (*getAt)(const C&);          // an array's indexed getter at index 1
+    int (*isPresent)(const C&);         // the attribute's presence bit
+    void (*setPresent)(C&, int);
+    bool roundTrips;                    // save, then create, gives the value back
+    bool addsItem;                      // a sequence's: the path reported is the relay's
+    void (*setGrandchild)(C&);          // a sequence: the first setter of its first item
+    const char* grandchildPath;         // and the path that setter reports
+};
+
+// Every setter of a class.
+template <class Container>
+struct Setters {
+    static const std::vector<SetterCase<Container>>& all() {
+        static const std::vector<SetterCase<Container>> none;
+        return none;
+    }
+};
+
+// The first child setter of an entity or IOD, and the path it reports.
+template <class Container>
+struct FirstSetter {
+    static constexpr bool exists = false;
+};
+"""
+
+
 def render_class_list(schemas):
     """Lists and traits come sorted by class name, whatever the order of the schema files."""
     groups = {"Items": [], "Sequences": [], "Modules": [], "Entities": [], "IODs": []}
-    traits = []
-    for container in sorted((c for schema in schemas for c in schema.classes), key=lambda c: c.name):
+    containers = sorted((c for schema in schemas for c in schema.classes), key=lambda c: c.name)
+    items = item_classes(schemas)
+    all_cases = {c.name: setter_cases(c, items, {}) for c in containers if c.kind in ("item", "module")}
+    # The first plain setter of each item, by its index among the item's cases.
+    first_paths = {}
+    for name, cases in all_cases.items():
+        plain = [(index, path) for index, (path, fields) in enumerate(cases) if fields[7] == "false"]
+        if plain:
+            first_paths[name] = plain[0]
+    declarations, definitions, holders = [], [], []
+    for container in containers:
         if container.kind == "item":
             groups["Items"].append(container.name)
             if not container.options.get("handwritten-sequence"):
                 groups["Sequences"].append(container.sequence_name)
         else:
             groups[{"module": "Modules", "entity": "Entities", "iod": "IODs"}[container.kind]].append(container.name)
-        setter = first_setter(container)
-        if setter:
-            path, call = setter
-            traits += [f"template <>", f"struct FirstSetter<{container.name}> {{",
-                       "    static constexpr bool exists = true;",
-                       f'    static constexpr const char* path = "{path}";',
-                       f"    static void call({container.name}& container) {{",
-                       f"        {call}", "    }", "};", ""]
+        if container.kind in ("entity", "iod"):
+            setter = first_setter(container)
+            if setter:
+                path, call = setter
+                holders += ["template <>", f"struct FirstSetter<{container.name}> {{",
+                            "    static constexpr bool exists = true;",
+                            f'    static constexpr const char* path = "{path}";',
+                            f"    static void call({container.name}& container) {{ {call} }}", "};", ""]
+            continue
+        cases = setter_cases(container, items, first_paths)
+        if not cases:
+            continue
+        name = container.name
+        declarations += ["template <>", f"struct Setters<{name}> {{",
+                         f"    static const std::vector<SetterCase<{name}>>& all();", "};", ""]
+        definitions += [f"inline const std::vector<SetterCase<{name}>>& Setters<{name}>::all() {{",
+                        f"    using C = {name};", f"    static const std::vector<SetterCase<C>> cases = {{"]
+        for path, fields in cases:
+            definitions.append(f'        {{"{path}",')
+            definitions += [f"         {field}," for field in fields[:-1]]
+            definitions.append(f"         {fields[-1]}}},")
+        definitions += ["    };", "    return cases;", "}", ""]
     lines = ["// Generated by codegen/generate.py from every schema. Do not edit.",
              "// Every generated class, for tests that exercise them all alike.", "#pragma once", ""]
-    lines += ['#include "refcntr/codegen/Containers.h"', "", "namespace refcntr {", "namespace generated {", ""]
+    lines += ["#include <type_traits>", "#include <vector>", "", '#include "refcntr/codegen/Containers.h"', "",
+              "namespace refcntr {", "namespace generated {", ""]
     for group, names in groups.items():
         lines.append(f"template <template <class...> class List>")
         lines.append(f"using {group} = List<{', '.join(sorted(names))}>;" if names else f"using {group} = List<>;")
         lines.append("")
-    lines += ["// The first setter of a class with a sample value, and the path it reports.",
-              "template <class Container>", "struct FirstSetter {", "    static constexpr bool exists = false;", "};", ""]
-    lines += traits
+    lines += SETTER_CASE.splitlines() + [""]
+    lines += declarations + holders + definitions
     lines += ["}  // namespace generated", "}  // namespace refcntr", ""]
     return "\n".join(lines)

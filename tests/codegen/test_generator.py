@@ -166,7 +166,7 @@ class GeneratorTest(unittest.TestCase):
             outputs.append(files)
         self.assertEqual(outputs[0], outputs[1])
         class_list = outputs[0][os.path.join("refcntr", "codegen", "GeneratedClassList.h")]
-        self.assertLess(class_list.index("FirstSetter<AlphaModule>"), class_list.index("FirstSetter<SampleModule>"))
+        self.assertLess(class_list.index("Setters<AlphaModule>"), class_list.index("Setters<SampleModule>"))
 
 
 class _captured:
