@@ -136,8 +136,16 @@ bool holdsNoValue(std::string_view line) {
            endsWith(line, "] = \"\",");
 }
 
-std::string_view withoutComma(std::string_view line) {
-    return !line.empty() && line.back() == ',' ? line.substr(0, line.size() - 1) : line;
+// The line as compared: without a trailing comma, and a quoted text without its closing quote
+// and the blanks before it. A value's trailing blanks are padding in DICOM, and where a
+// multi-valued text ends in a backslash, its last value's blanks become the element's padding
+// once saved.
+std::string_view comparable(std::string_view line) {
+    if (!line.empty() && line.back() == ',') line.remove_suffix(1);
+    if (line.size() < 2 || line.back() != '"' || line.find('"') == line.size() - 1) return line;
+    line.remove_suffix(1);
+    while (!line.empty() && line.back() == ' ') line.remove_suffix(1);
+    return line;
 }
 
 // The line as it reads back when its byte value of odd length is saved padded; empty otherwise.
@@ -173,9 +181,9 @@ void requireKept(const std::string& name, const std::string& first, const std::s
     for (const std::string_view line : linesOf(first)) {
         if (holdsNoValue(line)) continue;
         const std::string padded = paddedByteCount(line);
-        const std::string_view wanted = withoutComma(line), paddedWanted = withoutComma(padded);
-        while (at < secondLines.size() && withoutComma(secondLines[at]) != wanted &&
-               (padded.empty() || withoutComma(secondLines[at]) != paddedWanted))
+        const std::string_view wanted = comparable(line), paddedWanted = comparable(padded);
+        while (at < secondLines.size() && comparable(secondLines[at]) != wanted &&
+               (padded.empty() || comparable(secondLines[at]) != paddedWanted))
             ++at;
         if (at == secondLines.size()) {
             reportDifference(name + " after create, save, create", first, second);
@@ -198,15 +206,16 @@ std::string_view trimmedText(const VR& element) {
     return text;
 }
 
-// The same value, or a multi-valued text that lost the empty value after its last separator:
-// the split drops that value on every read, as it is specified to.
+// The same value; for a text, the same up to its padding blanks (the last value of a text that
+// ended in a separator keeps its blanks, which become padding when saved), or one that lost the
+// empty value after its last separator, as the split drops it on every read.
 bool sameValue(const VR& first, const VR& second) {
     if (first.GetLength() == second.GetLength() &&
         (first.GetLength() == 0 || std::memcmp(first.GetData(), second.GetData(), first.GetLength()) == 0))
         return true;
     if (!MDDEntry::IsStringType(first.GetVRCode())) return false;
     const std::string_view a = trimmedText(first), b = trimmedText(second);
-    return !a.empty() && a.back() == '\\' && a.substr(0, a.size() - 1) == b;
+    return a == b || (!a.empty() && a.back() == '\\' && a.substr(0, a.size() - 1) == b);
 }
 
 bool sameElements(const DICOMObject& first, const DICOMObject& second) {
