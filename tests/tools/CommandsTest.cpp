@@ -159,6 +159,34 @@ void expectSameContent(DcmItem& expected, DcmItem& actual, const std::string& wh
     }
 }
 
+// The text without the lines that name the DCMTK release that wrote the sample's meta header.
+std::string withoutImplementation(const std::string& text) {
+    std::string kept;
+    std::size_t start = 0;
+    while (start < text.size()) {
+        const std::size_t end = std::min(text.find('\n', start), text.size() - 1) + 1;
+        const std::string line = text.substr(start, end - start);
+        if (!contains(line, "Implementation") && !contains(line, "FileMetaInformationGroupLength")) kept += line;
+        start = end;
+    }
+    return kept;
+}
+
+// The sample's dumps, through its containers and element by element, are the golden copies in
+// tests/data/golden (after a deliberate change, write them anew with the same commands).
+TEST_F(RefcntrTool, DumpsOfTheSampleAreTheGoldenCopies) {
+    const std::pair<const char*, const char*> cases[] = {{"dump ", "sample-dump.txt"},
+                                                         {"dump --raw ", "sample-dump-raw.txt"}};
+    for (const auto& [command, golden] : cases) {
+        const Outcome result = Run(command + quoted(Sample()));
+        ASSERT_EQ(result.exitCode, 0) << result.err;
+        EXPECT_EQ(result.err, "");
+        EXPECT_EQ(withoutImplementation(result.out),
+                  withoutImplementation(readWholeFile(std::string(REFCNTR_TEST_DATA_DIR) + "/golden/" + golden)))
+            << command;
+    }
+}
+
 TEST_F(RefcntrTool, DumpShowsDirectoriesAndPresentationStatesThroughTheirContainers) {
     const struct {
         std::string arguments;
@@ -168,15 +196,11 @@ TEST_F(RefcntrTool, DumpShowsDirectoriesAndPresentationStatesThroughTheirContain
         {"dump " + quoted(File("DICOMDIR")),
          true,
          {"itsFileSetIDElement = \"REFCNTR_TEST\"", "itsDirectoryRecordTypeElement = \"IMAGE\"", "\"2.25.91\""}},
-        {"dump " + quoted(Sample()),
-         true,
-         {"itsPresentationInformationEntity =", "itsGraphicLayerElement = \"FINDINGS\""}},
         {"dump " + quoted(File("color.dcm")), true, {"itsColorPresentationInformationEntity ="}},
         {"dump " + quoted(File("pseudo.dcm")), true, {"itsPseudoColorPresentationInformationEntity ="}},
         {"dump " + quoted(File("IMAGES/IM1")),
          false,
          {"(0008,0016) UI \"1.2.840.10008.5.1.4.1.1.7\"  # SOPClassUID\n"}},
-        {"dump --raw " + quoted(Sample()), false, {"(0070,0052) SL 97\\65", "(0023,0010) LO \"ZORVIK0\""}},
     };
     for (const auto& each : cases) {
         const Outcome result = Run(each.arguments);

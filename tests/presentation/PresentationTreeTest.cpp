@@ -1,0 +1,115 @@
+// The road of a change from an image-indexed item up to a listener on the state for one image
+// frame, and the names it climbs under.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "refcntr/platform/DICOMDataObject.h"
+#include "refcntr/presentation/DisplayedAreaModule.h"
+#include "refcntr/presentation/GraphicAnnotationModule.h"
+#include "refcntr/presentation/PresentationEntities.h"
+#include "refcntr/presentation/PresentationStateIODs.h"
+#include "support/RecordingListener.h"
+
+namespace refcntr {
+namespace {
+
+using testing::RecordingListener;
+using Heard = std::vector<std::string>;
+using Grayscale = GrayscaleSoftcopyPresentationStateCompositeIOD;
+
+// Two images; the displayed-area and annotation items below reference frame 1 of the first.
+const char* const shownImage = "1.2.840.1.1";
+const char* const otherImage = "1.2.840.1.2";
+
+ReferencedImageSequenceItem* frameOne(const char* uid) {
+    auto* image = new ReferencedImageSequenceItem;
+    image->setReferencedSOPInstanceUIDElement(uid);
+    image->setReferencedFrameNumberElement(new int[1]{1}, 1);
+    return image;
+}
+
+// Listeners on a state: one for the shown frame, one for another frame of it, one for another image.
+struct StateListeners {
+    explicit StateListeners(Grayscale& state) {
+        state.addListener(shownFrame, shownImage, 1);
+        state.addListener(otherFrame, shownImage, 2);
+        state.addListener(elsewhere, otherImage);
+    }
+    RecordingListener shownFrame, otherFrame, elsewhere;
+};
+
+TEST(PresentationStateNotification, DisplayedAreaChangeReachesOnlyListenersOfTheItemsImageFrame) {
+    DICOMDataObject data;
+    {
+        DisplayedAreaModule module;
+        auto* item = new DisplayedAreaSelectionSequenceItem;
+        item->getReferencedImageSequenceElement().addItem(frameOne(shownImage));
+        item->setPresentationSizeModeElement("SCALE TO FIT");
+        module.getDisplayedAreaSelectionSequenceElement().addItem(item);
+        module.save(data);
+    }
+    std::unique_ptr<Grayscale> state(Grayscale::create(data));
+    StateListeners listeners(*state);
+    DisplayedAreaSelectionSequenceItem* item =
+        state->getPresentationInformationEntity()->getDisplayedAreaModule()->getDisplayedAreaSelectionSequenceElement().at(0);
+    item->setDisplayedAreaTLHCElement(new int[2]{1, 1}, 2);
+    EXPECT_EQ(listeners.shownFrame.heard,
+              Heard{"elementUpdated GrayscaleSoftcopyPresentationStateCompositeIOD.PresentationInformationEntity."
+                    "DisplayedAreaModule.DisplayedAreaSelectionSequenceElement.DisplayedAreaSelectionSequenceItem."
+                    "DisplayedAreaTLHCElement"});
+    EXPECT_TRUE(listeners.otherFrame.heard.empty());
+    EXPECT_TRUE(listeners.elsewhere.heard.empty());
+}
+
+TEST(PresentationStateNotification, TextObjectChangeClimbsUnderTheAnnotationItemsNameAndImages) {
+    DICOMDataObject data;
+    {
+        GraphicAnnotationModule module;
+        auto* annotation = new GraphicAnnotationSequenceItem;
+        annotation->getReferencedImageSequenceElement().addItem(frameOne(shownImage));
+        annotation->setGraphicLayerElement("LAYER1");
+        auto* text = new TextObjectSequenceItem;
+        text->setUnformattedTextValueElement("before");
+        annotation->getTextObjectSequenceElement().addItem(text);
+        module.getGraphicAnnotationSequenceElement().addItem(annotation);
+        module.save(data);
+    }
+    std::unique_ptr<Grayscale> state(Grayscale::create(data));
+    PresentationInformationEntity& entity = *state->getPresentationInformationEntity();
+    GraphicAnnotationModule& module = *entity.getGraphicAnnotationModule();
+    GraphicAnnotationSequence& annotations = module.getGraphicAnnotationSequenceElement();
+    GraphicAnnotationSequenceItem& annotation = *annotations.at(0);
+    TextObjectSequence& texts = annotation.getTextObjectSequenceElement();
+    TextObjectSequenceItem& text = *texts.at(0);
+    RecordingListener onText, onTextForOtherImage, onTexts, onAnnotation, onAnnotations, onModule, onEntity;
+    text.addListener(onText, "");
+    text.addListener(onTextForOtherImage, otherImage);
+    texts.addListener(onTexts, "");
+    annotation.addListener(onAnnotation, "");
+    annotations.addListener(onAnnotations, "");
+    module.addListener(onModule, "");
+    entity.addListener(onEntity, "");
+    StateListeners listeners(*state);
+
+    text.setUnformattedTextValueElement("after");
+    const std::string inText = "TextObjectSequenceItem.UnformattedTextValueElement";
+    const std::string inAnnotation = "GraphicAnnotationSequenceItem.GraphicAnnotationSequenceElement.TextObjectSequenceElement." + inText;
+    const std::string inModule = "GraphicAnnotationModule.GraphicAnnotationSequenceElement." + inAnnotation;
+    EXPECT_EQ(onText.heard, Heard{"elementUpdated " + inText});
+    EXPECT_EQ(onTextForOtherImage.heard, Heard{"elementUpdated " + inText});
+    EXPECT_EQ(onTexts.heard, Heard{"sequenceItemUpdated TextObjectSequence TextObjectSequenceElement." + inText});
+    EXPECT_EQ(onAnnotation.heard, Heard{"elementUpdated " + inAnnotation});
+    EXPECT_EQ(onAnnotations.heard, Heard{"sequenceItemUpdated GraphicAnnotationSequence GraphicAnnotationSequenceElement." + inAnnotation});
+    EXPECT_EQ(onModule.heard, Heard{"elementUpdated " + inModule});
+    EXPECT_EQ(onEntity.heard, Heard{"elementUpdated PresentationInformationEntity." + inModule});
+    EXPECT_EQ(listeners.shownFrame.heard,
+              Heard{"elementUpdated GrayscaleSoftcopyPresentationStateCompositeIOD.PresentationInformationEntity." + inModule});
+    EXPECT_TRUE(listeners.otherFrame.heard.empty());
+    EXPECT_TRUE(listeners.elsewhere.heard.empty());
+}
+
+}  // namespace
+}  // namespace refcntr
