@@ -14,7 +14,6 @@ namespace {
 
 const char* const imageClass = "1.2.840.10008.5.1.4.1.1.2";
 
-
 // A small CT image for DCMTK to make the presentation state from.
 void makeImage(DcmDataset& image) {
     image.putAndInsertString(DCM_SOPClassUID, imageClass);
@@ -83,7 +82,6 @@ void addAnnotations(DcmDataset& state, long count) {
     layer->putAndInsertString(DCM_GraphicLayerOrder, "1");
 }
 
-
 // A colour state has no grayscale pipeline and carries an ICC profile; a pseudo-colour state
 // keeps the modality and VOI stages and adds a palette.
 void makeColor(DcmDataset& state, StateKind kind) {
@@ -115,9 +113,7 @@ void makeColor(DcmDataset& state, StateKind kind) {
 
 }  // namespace
 
-std::string imageUid(long image) {
-    return "1.2.826.0.1.3680043.2.1125.9." + std::to_string(image);
-}
+std::string imageUid(long image) { return "1.2.826.0.1.3680043.2.1125.9." + std::to_string(image); }
 
 void writePresentationState(const std::string& path, StateKind kind, long annotations) {
     if (std::ifstream(path).good()) return;

@@ -67,7 +67,8 @@ void fillDirectory(DcmFileFormat& file) {
         record->putAndInsertUint16(DCM_RecordInUseFlag, 0xFFFF);
         record->putAndInsertUint32(DCM_OffsetOfReferencedLowerLevelDirectoryEntity, 0);
         record->putAndInsertString(DCM_DirectoryRecordType, "IMAGE");
-        record->putAndInsertString(DCM_ReferencedFileID, ("PAT" + std::to_string(i / 1000) + "\\ST1\\SE1\\IM" + number).c_str());
+        record->putAndInsertString(DCM_ReferencedFileID,
+                                   ("PAT" + std::to_string(i / 1000) + "\\ST1\\SE1\\IM" + number).c_str());
         record->putAndInsertString(DCM_ReferencedSOPClassUIDInFile, UID_CTImageStorage);
         record->putAndInsertString(DCM_ReferencedSOPInstanceUIDInFile, ("2.25.4400" + number).c_str());
         record->putAndInsertString(DCM_ReferencedTransferSyntaxUIDInFile, UID_LittleEndianExplicitTransferSyntax);
@@ -131,7 +132,8 @@ BENCHMARK(BM_DcmtkParse)->Unit(benchmark::kMillisecond);
 void BM_Create(benchmark::State& state) {
     const refcntr::DICOMDataObject& data = directoryFile().Data();
     for (auto _ : state) {
-        std::unique_ptr<refcntr::BasicDirectoryCompositeIOD> directory(refcntr::BasicDirectoryCompositeIOD::create(data));
+        std::unique_ptr<refcntr::BasicDirectoryCompositeIOD> directory(
+            refcntr::BasicDirectoryCompositeIOD::create(data));
         benchmark::DoNotOptimize(directory.get());
         state.PauseTiming();
         directory.reset();
@@ -231,8 +233,8 @@ BENCHMARK(BM_DirectoryFileReadWrite)->Arg(1000)->Arg(10000)->Arg(50000)->Unit(be
 
 // The whole command, as a user runs it, its listing thrown away.
 void BM_TreeCommand(benchmark::State& state) {
-    const std::string command = std::string(REFCNTR_CLI) + " tree " +
-                                generatedDirectories().Path(unsigned(state.range(0))) + " >/dev/null";
+    const std::string command =
+        std::string(REFCNTR_CLI) + " tree " + generatedDirectories().Path(unsigned(state.range(0))) + " >/dev/null";
     for (auto _ : state)
         if (std::system(command.c_str()) != 0) state.SkipWithError("refcntr tree failed");
 }
@@ -255,7 +257,8 @@ public:
         std::cout << std::fixed << std::setprecision(2)
                   << "\nDirectoryFile / DcmDicomDir, read and write (real time, CPU time):\n";
         for (const std::string size : {"1000", "10000", "50000"})
-            PrintRatio("  " + size + " records", "BM_DirectoryFileReadWrite/" + size, "BM_DcmDicomDirReadWrite/" + size, 1.5);
+            PrintRatio("  " + size + " records", "BM_DirectoryFileReadWrite/" + size, "BM_DcmDicomDirReadWrite/" + size,
+                       1.5);
         PrintRatio("DirectoryFile, 50000 over 10000 records", "BM_DirectoryFileReadWrite/50000",
                    "BM_DirectoryFileReadWrite/10000", 6);
     }

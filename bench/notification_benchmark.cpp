@@ -25,9 +25,7 @@ ReferencedImageSequenceItem* imageReference(const RWCString& uid, int frame) {
     return item;
 }
 
-RWCString imageUid(long image) {
-    return "1.2.826.0.1.3680043.2.1125." + std::to_string(image);
-}
+RWCString imageUid(long image) { return "1.2.826.0.1.3680043.2.1125." + std::to_string(image); }
 
 // A change to one frame, with one listener registered per image on the handler.
 void deliverToImageListeners(benchmark::State& state) {

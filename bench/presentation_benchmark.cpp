@@ -45,9 +45,8 @@ std::unique_ptr<DcmFileFormat> loadWithDcmtk(const std::string& path) {
 
 void setCounters(benchmark::State& state) {
     state.counters["annotations"] = double(state.range(0));
-    state.counters["per_annotation"] =
-        benchmark::Counter(double(state.range(0)), benchmark::Counter::kIsIterationInvariantRate |
-                                                       benchmark::Counter::kInvert);
+    state.counters["per_annotation"] = benchmark::Counter(
+        double(state.range(0)), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
 // DCMTK's presentation-state class reading the parsed data set and writing it back.

@@ -21,9 +21,7 @@ public:
     long heard = 0;
 };
 
-RWCString imageUid(long image) {
-    return "1.2.826.0.1.3680043.2.1125.7." + std::to_string(image);
-}
+RWCString imageUid(long image) { return "1.2.826.0.1.3680043.2.1125.7." + std::to_string(image); }
 
 struct Scene {
     std::unique_ptr<GrayscaleSoftcopyPresentationStateCompositeIOD> iod;

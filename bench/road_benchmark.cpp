@@ -50,9 +50,9 @@ struct StateFile {
 constexpr int mediaDirectory = -1;
 
 const StateFile stateFiles[] = {
-    {"GSPS 10", int(StateKind::Grayscale), 10},       {"GSPS 100", int(StateKind::Grayscale), 100},
-    {"GSPS 1,000", int(StateKind::Grayscale), 1000},  {"GSPS 10,000", int(StateKind::Grayscale), 10000},
-    {"CSPS 1,000", int(StateKind::Color), 1000},      {"PSPS 1,000", int(StateKind::PseudoColor), 1000},
+    {"GSPS 10", int(StateKind::Grayscale), 10},         {"GSPS 100", int(StateKind::Grayscale), 100},
+    {"GSPS 1,000", int(StateKind::Grayscale), 1000},    {"GSPS 10,000", int(StateKind::Grayscale), 10000},
+    {"CSPS 1,000", int(StateKind::Color), 1000},        {"PSPS 1,000", int(StateKind::PseudoColor), 1000},
     {"DICOMDIR 10,000 records", mediaDirectory, 10000},
 };
 
@@ -92,7 +92,8 @@ void pageInLibraries() {
 std::unique_ptr<CompositeIOD> createIOD(const DICOMDataObject& data, int kind) {
     if (kind == mediaDirectory) return std::unique_ptr<CompositeIOD>(BasicDirectoryCompositeIOD::create(data));
     switch (StateKind(kind)) {
-    case StateKind::Color: return std::unique_ptr<CompositeIOD>(ColorSoftcopyPresentationStateCompositeIOD::create(data));
+    case StateKind::Color:
+        return std::unique_ptr<CompositeIOD>(ColorSoftcopyPresentationStateCompositeIOD::create(data));
     case StateKind::PseudoColor:
         return std::unique_ptr<CompositeIOD>(PseudoColorSoftcopyPresentationStateCompositeIOD::create(data));
     case StateKind::Grayscale: break;
@@ -209,12 +210,13 @@ std::string cell(const Comparison& comparison, const char* unit) {
 }
 
 int runTable(const std::string& self, int rounds, const std::string& directory) {
-    std::printf("| state | create + save vs dcmpstat read + write (goal <= 0.1) | read, create, save, write vs DCMTK "
-                "load + save (goal <= 1.3) | peak RSS vs DCMTK load + save (goal <= 1.5) |\n|---|---|---|---|\n");
+    std::printf(
+        "| state | create + save vs dcmpstat read + write (goal <= 0.1) | read, create, save, write vs DCMTK "
+        "load + save (goal <= 1.3) | peak RSS vs DCMTK load + save (goal <= 1.5) |\n|---|---|---|---|\n");
     for (const StateFile& state : stateFiles) {
         const char* const kindNames[] = {"directory", "gsps", "csps", "psps"};
-        const std::string path = directory + "/refcntr-road-" + kindNames[state.kind + 1] + "-" +
-                                 std::to_string(state.size) + ".dcm";
+        const std::string path =
+            directory + "/refcntr-road-" + kindNames[state.kind + 1] + "-" + std::to_string(state.size) + ".dcm";
         if (state.kind == mediaDirectory) {
             if (!std::ifstream(path).good()) testfiles::writeGeneratedDirectory(path, unsigned(state.size));
         } else {
@@ -251,14 +253,15 @@ int runTable(const std::string& self, int rounds, const std::string& directory) 
 int main(int argc, char** argv) {
     using namespace refcntr::bench;
     try {
-        if (argc == 5 && std::string(argv[1]) == "--run")
-            return runRoad(argv[2], argv[3], std::atoi(argv[4]));
+        if (argc == 5 && std::string(argv[1]) == "--run") return runRoad(argv[2], argv[3], std::atoi(argv[4]));
         int rounds = 5;
         std::string directory = "/tmp";
         for (int i = 1; i + 1 < argc; i += 2) {
             const std::string option = argv[i];
-            if (option == "--rounds") rounds = std::max(1, std::atoi(argv[i + 1]));
-            else if (option == "--files") directory = argv[i + 1];
+            if (option == "--rounds")
+                rounds = std::max(1, std::atoi(argv[i + 1]));
+            else if (option == "--files")
+                directory = argv[i + 1];
         }
         char self[4096] = {};
         if (readlink("/proc/self/exe", self, sizeof self - 1) <= 0) throw std::runtime_error("cannot find myself");

@@ -1,6 +1,5 @@
 #include "refcntr/core/AttributeDump.h"
 
-
 #include "refcntr/core/ContainerUtils.h"
 #include "refcntr/core/DumpStream.h"
 #include "refcntr/core/Module.h"
@@ -17,9 +16,7 @@ RWCString AttributeDump::take() {
     return std::move(itsResult);
 }
 
-AttributeDump::AttributeDump(int indent) : itsIndent(indent), itsPad(2 * indent, ' ') {
-    itsResult.reserve(2048);
-}
+AttributeDump::AttributeDump(int indent) : itsIndent(indent), itsPad(2 * indent, ' ') { itsResult.reserve(2048); }
 
 void AttributeDump::startLine(const char* name) {
     if (!itsFirstLine) {
@@ -160,9 +157,7 @@ void AttributeDump::closeBlock() {
     itsResult += '}';
 }
 
-RWCString AttributeDump::formatValue(double value) {
-    return ContainerUtils::doubleArrayToDS(&value, 1);
-}
+RWCString AttributeDump::formatValue(double value) { return ContainerUtils::doubleArrayToDS(&value, 1); }
 
 RWCString AttributeDump::formatValue(long long value) { return ContainerUtils::toString(value); }
 

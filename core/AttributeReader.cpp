@@ -8,12 +8,8 @@ namespace attribute {
 
 namespace {
 // The raw value text of an element, for the IS and DS parsers (which need the pad byte).
-const VR* textElement(const DICOMDataObject& data, UINT16 group, UINT16 element) {
-    return data.GetVR(group, element);
-}
-const char* text(const VR& element) {
-    return reinterpret_cast<const char*>(element.GetData());
-}
+const VR* textElement(const DICOMDataObject& data, UINT16 group, UINT16 element) { return data.GetVR(group, element); }
+const char* text(const VR& element) { return reinterpret_cast<const char*>(element.GetData()); }
 }  // namespace
 
 bool readText(const DICOMDataObject& data, UINT16 group, UINT16 element, RWCString& value) {

@@ -88,7 +88,8 @@ bool readRawArray(const DICOMDataObject& data, const char* creator, UINT8 offset
 class QuietWhileCreating {
 public:
     explicit QuietWhileCreating(PSChangeHandler& sequence)
-        : itsSequence(sequence), itsHolder(sequence.getPSChangeHandler()) {
+        : itsSequence(sequence),
+          itsHolder(sequence.getPSChangeHandler()) {
         itsSequence.clearPSChangeHandler();
     }
     ~QuietWhileCreating() {

@@ -85,8 +85,7 @@ void writeUS(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 eleme
     store(data, factory.InternalGetVR(group, element, value));
 }
 
-void writeUS(DICOMDataObject& data, Factory& factory, const char* creator, UINT8 offset, UINT16 group,
-             UINT16 value) {
+void writeUS(DICOMDataObject& data, Factory& factory, const char* creator, UINT8 offset, UINT16 group, UINT16 value) {
     storePrivate(data, creator, factory.GetPrivateVR(creator, offset, group, value));
 }
 
@@ -136,8 +135,8 @@ void writeAmbiguousArray(DICOMDataObject& data, Factory& factory, UINT16 group, 
     store(data, factory.InternalGetArrayVR(group, element, values, byteLength, MDDEntry::TypeStringToUShort(typeCode)));
 }
 
-void writeSequence(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element,
-                   const SequenceBase& sequence, bool alwaysWritten) {
+void writeSequence(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, const SequenceBase& sequence,
+                   bool alwaysWritten) {
     if (!sequence.isPresent() && !alwaysWritten) return;
     SequenceVR* written = factory.InternalGetSequenceVR(group, element, 0);
     if (!written) return;

@@ -32,8 +32,7 @@ void writeEmpty(DICOMDataObject& data, UINT16 group, UINT16 element);
 void writeIS(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, int value);
 void writeDS(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, double value);
 void writeUS(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, UINT16 value);
-void writeUS(DICOMDataObject& data, Factory& factory, const char* creator, UINT8 offset, UINT16 group,
-             UINT16 value);
+void writeUS(DICOMDataObject& data, Factory& factory, const char* creator, UINT8 offset, UINT16 group, UINT16 value);
 void writeSS(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, INT16 value);
 void writeUL(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, UINT32 value);
 void writeFL(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, FLOAT value);
@@ -56,8 +55,8 @@ void writeAmbiguousArray(DICOMDataObject& data, Factory& factory, UINT16 group, 
                          UINT32 byteLength, const RWCString& typeCode, const char* keyword, const char* ambiguity);
 // A present sequence as a sequence element with one item data set per non-empty item; an
 // absent sequence writes nothing unless `alwaysWritten`, when it is written empty.
-void writeSequence(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element,
-                   const SequenceBase& sequence, bool alwaysWritten = false);
+void writeSequence(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, const SequenceBase& sequence,
+                   bool alwaysWritten = false);
 
 }  // namespace attribute
 }  // namespace refcntr

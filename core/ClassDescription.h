@@ -9,10 +9,10 @@ namespace refcntr {
 enum class ContainerKind { Item, Sequence, Module, Entity, IOD };
 
 enum class AttributeKind {
-    Text,            // one string
-    Texts,           // a multi-valued string, one entry per value
-    IS,              // an integer string held as int
-    DS,              // a decimal string held as double
+    Text,   // one string
+    Texts,  // a multi-valued string, one entry per value
+    IS,     // an integer string held as int
+    DS,     // a decimal string held as double
     US,
     SS,
     UL,
@@ -24,16 +24,16 @@ enum class AttributeKind {
     Bytes,           // a byte buffer
     AmbiguousArray,  // binary values whose VR (OB or OW, US or SS, ...) is kept beside them
     AETitle,
-    Sequence,        // a sequence held by value
-    Module,          // a module owned by an entity
-    Entity           // an entity owned by an IOD
+    Sequence,  // a sequence held by value
+    Module,    // a module owned by an entity
+    Entity     // an entity owned by an IOD
 };
 
 struct AttributeDescription {
-    const char* name;            // "CodeValue": the member is itsCodeValueElement
+    const char* name;  // "CodeValue": the member is itsCodeValueElement
     UINT16 group;
-    UINT16 element;              // for a private attribute, the offset within its block
-    const char* vr;              // as declared: "SH", "US or SS", "SQ"
+    UINT16 element;  // for a private attribute, the offset within its block
+    const char* vr;  // as declared: "SH", "US or SS", "SQ"
     AttributeKind kind;
     const char* valueType;       // C++ value type of arrays ("UINT16", "float", ...), else ""
     const char* privateCreator;  // null for a standard attribute

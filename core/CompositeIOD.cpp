@@ -2,9 +2,7 @@
 
 namespace refcntr {
 
-RWCString CompositeIOD::toString(int) const {
-    return "Unspecialized CompositeIOD";
-}
+RWCString CompositeIOD::toString(int) const { return "Unspecialized CompositeIOD"; }
 
 void CompositeIOD::save(DICOMDataObject&) const {}
 

@@ -268,22 +268,22 @@ RWCString ContainerUtils::escapeString(RWCString text, bool quote) {
     for (const char character : text) {
         const unsigned char byte = static_cast<unsigned char>(character);
         switch (byte) {
-            case '\a': result += "\\a"; break;
-            case '\b': result += "\\b"; break;
-            case '\t': result += "\\t"; break;
-            case '\n': result += "\\n"; break;
-            case '\v': result += "\\v"; break;
-            case '\f': result += "\\f"; break;
-            case '\r': result += "\\r"; break;
-            case '"': result += "\\\""; break;
-            default:
-                if (byte == '\\' || std::isprint(byte)) {
-                    result += character;
-                } else {
-                    char octal[8];
-                    std::snprintf(octal, sizeof octal, "\\%03o", unsigned(byte));
-                    result += octal;
-                }
+        case '\a': result += "\\a"; break;
+        case '\b': result += "\\b"; break;
+        case '\t': result += "\\t"; break;
+        case '\n': result += "\\n"; break;
+        case '\v': result += "\\v"; break;
+        case '\f': result += "\\f"; break;
+        case '\r': result += "\\r"; break;
+        case '"': result += "\\\""; break;
+        default:
+            if (byte == '\\' || std::isprint(byte)) {
+                result += character;
+            } else {
+                char octal[8];
+                std::snprintf(octal, sizeof octal, "\\%03o", unsigned(byte));
+                result += octal;
+            }
         }
     }
     if (quote) {

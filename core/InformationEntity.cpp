@@ -2,9 +2,7 @@
 
 namespace refcntr {
 
-RWCString InformationEntity::toString(int) const {
-    return "Unspecialized InformationEntity";
-}
+RWCString InformationEntity::toString(int) const { return "Unspecialized InformationEntity"; }
 
 void InformationEntity::save(DICOMDataObject&) const {}
 

@@ -20,7 +20,8 @@ bool isPlainVR(UINT16 vrCode) {
 
 template <class VRType>
 MVRFactory<VRType>::MVRFactory(EndianType endian, MemoryAllocater* allocater)
-    : itsEndian(endian), itsAllocater(allocater) {}
+    : itsEndian(endian),
+      itsAllocater(allocater) {}
 
 template <class VRType>
 VRType* MVRFactory<VRType>::Build(UINT16 group, UINT16 element, UINT16 vrCode, const void* bytes, size_t length,
@@ -146,8 +147,8 @@ VRType* MVRFactory<VRType>::GetPrivateVR(const char* creator, UINT8 offset, UINT
 }
 
 template <class VRType>
-VRType* MVRFactory<VRType>::GetPrivateArrayVR(const char* creator, UINT8 offset, UINT16 group,
-                                              const void* nativeValues, UINT32 byteLength) const {
+VRType* MVRFactory<VRType>::GetPrivateArrayVR(const char* creator, UINT8 offset, UINT16 group, const void* nativeValues,
+                                              UINT32 byteLength) const {
     return InternalGetArrayVR(group, offset, nativeValues, byteLength, PrivateVRCode(creator, offset, group));
 }
 

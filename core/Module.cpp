@@ -7,13 +7,9 @@ Module& Module::operator=(const Module& other) {
     return *this;
 }
 
-RWCString Module::toString(int) const {
-    return "Unspecialized Module";
-}
+RWCString Module::toString(int) const { return "Unspecialized Module"; }
 
-int Module::isEmpty() const {
-    return 1;
-}
+int Module::isEmpty() const { return 1; }
 
 void Module::save(DICOMDataObject&) const {}
 

@@ -24,7 +24,8 @@ void deliver(const ListenerRegistry& registry, PSChangeHandler* parent, const Re
 PSChangeHandler::PSChangeHandler() : itsParent(nullptr), itsListeners(registryCapacity) {}
 
 PSChangeHandler::PSChangeHandler(const PSChangeHandler& other)
-    : itsParent(other.itsParent), itsListeners(registryCapacity) {}
+    : itsParent(other.itsParent),
+      itsListeners(registryCapacity) {}
 
 PSChangeHandler& PSChangeHandler::operator=(const PSChangeHandler& other) {
     itsParent = other.itsParent;
@@ -33,21 +34,20 @@ PSChangeHandler& PSChangeHandler::operator=(const PSChangeHandler& other) {
 
 PSChangeHandler::~PSChangeHandler() = default;
 
-void PSChangeHandler::sequenceItemAdded(const RWCString& path, const SequenceBase* sequence,
-                                        const SequenceItem* item, const ReferencedImageSequence* images) {
+void PSChangeHandler::sequenceItemAdded(const RWCString& path, const SequenceBase* sequence, const SequenceItem* item,
+                                        const ReferencedImageSequence* images) {
     deliver(itsListeners, itsParent, images,
             [&](auto& target) { target.sequenceItemAdded(path, sequence, item, images); });
 }
 
-void PSChangeHandler::sequenceItemRemoved(const RWCString& path, const SequenceBase* sequence,
-                                          const SequenceItem* item, const ReferencedImageSequence* images) {
+void PSChangeHandler::sequenceItemRemoved(const RWCString& path, const SequenceBase* sequence, const SequenceItem* item,
+                                          const ReferencedImageSequence* images) {
     deliver(itsListeners, itsParent, images,
             [&](auto& target) { target.sequenceItemRemoved(path, sequence, item, images); });
 }
 
-void PSChangeHandler::sequenceItemUpdated(const RWCString& path, const SequenceBase* sequence,
-                                          const SequenceItem* item, const RWCString& elementPath,
-                                          const ReferencedImageSequence* images) {
+void PSChangeHandler::sequenceItemUpdated(const RWCString& path, const SequenceBase* sequence, const SequenceItem* item,
+                                          const RWCString& elementPath, const ReferencedImageSequence* images) {
     deliver(itsListeners, itsParent, images,
             [&](auto& target) { target.sequenceItemUpdated(path, sequence, item, elementPath, images); });
 }
@@ -68,9 +68,7 @@ void PSChangeHandler::elementUpdated(const RWCString& path, const ReferencedImag
     deliver(itsListeners, itsParent, images, [&](auto& target) { target.elementUpdated(path, images); });
 }
 
-RWCString PSChangeHandler::toString(int) const {
-    return "Unspecialized PSChangeHandler";
-}
+RWCString PSChangeHandler::toString(int) const { return "Unspecialized PSChangeHandler"; }
 
 void PSChangeHandler::addListener(PSChangeListener& listener, const RWCString& uid) {
     itsListeners.addListener(listener, uid);
@@ -80,9 +78,7 @@ void PSChangeHandler::addListener(PSChangeListener& listener, const RWCString& u
     itsListeners.addListener(listener, uid, frame);
 }
 
-void PSChangeHandler::removeListener(PSChangeListener& listener) {
-    itsListeners.removeListener(&listener);
-}
+void PSChangeHandler::removeListener(PSChangeListener& listener) { itsListeners.removeListener(&listener); }
 
 void PSChangeHandler::removeListener(PSChangeListener& listener, const RWCString& uid) {
     itsListeners.removeListener(&listener, uid);

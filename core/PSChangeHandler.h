@@ -57,9 +57,9 @@ public:
     // Register for every frame of image `uid` (every image when `uid` is empty). The listener
     // is not owned: it must outlive its registrations, or be removed first. A report names the
     // images it applies to (the Referenced Image Sequence of the changed item); an image
-    // registration hears it when those images include `uid`, with or without frames. A registration that overlaps one the
-    // listener holds here already is ignored, a wider one too (every image after one image):
-    // to widen a registration, remove the listener first.
+    // registration hears it when those images include `uid`, with or without frames. A registration that overlaps one
+    // the listener holds here already is ignored, a wider one too (every image after one image): to widen a
+    // registration, remove the listener first.
     void addListener(PSChangeListener& listener, const RWCString& uid);
     // Register for one frame of image `uid` (every image when `uid` is empty). A frame
     // registration hears only reports whose images list that very frame: not those of an item

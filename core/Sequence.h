@@ -91,7 +91,8 @@ void Sequence<T>::removeItem(T* item) {
     for (auto position = itsItems.begin(); position != itsItems.end(); ++position) {
         if (*position != item) continue;
         itsItems.erase(position);
-        if (PSChangeHandler* parent = getPSChangeHandler()) parent->sequenceItemRemoved(RWCString(), this, item, nullptr);
+        if (PSChangeHandler* parent = getPSChangeHandler())
+            parent->sequenceItemRemoved(RWCString(), this, item, nullptr);
         delete item;
         return;
     }

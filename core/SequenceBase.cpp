@@ -7,8 +7,6 @@ void SequenceBase::sequenceItemUpdated(const RWCString& path, const SequenceBase
     PSChangeHandler::sequenceItemUpdated(path, this, item, path + "Element." + elementPath, images);
 }
 
-RWCString SequenceBase::toString(int) const {
-    return "Unspecialized Sequence";
-}
+RWCString SequenceBase::toString(int) const { return "Unspecialized Sequence"; }
 
 }  // namespace refcntr

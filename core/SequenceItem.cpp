@@ -7,9 +7,8 @@ SequenceItem& SequenceItem::operator=(const SequenceItem& other) {
     return *this;
 }
 
-void SequenceItem::sequenceItemUpdated(const RWCString& path, const SequenceBase* sequence,
-                                       const SequenceItem* item, const RWCString& elementPath,
-                                       const ReferencedImageSequence* images) {
+void SequenceItem::sequenceItemUpdated(const RWCString& path, const SequenceBase* sequence, const SequenceItem* item,
+                                       const RWCString& elementPath, const ReferencedImageSequence* images) {
     if (!getListenerRegistry().isEmpty()) {
         RWTPtrSlist<PSChangeListener> listeners;
         getPSChangeListeners(listeners, images);
@@ -22,14 +21,10 @@ void SequenceItem::sequenceItemUpdated(const RWCString& path, const SequenceBase
         parent->sequenceItemUpdated(path, sequence, item, elementPath, images);
 }
 
-RWCString SequenceItem::toString(int) const {
-    return "Unspecialized SequenceItem";
-}
+RWCString SequenceItem::toString(int) const { return "Unspecialized SequenceItem"; }
 
 void SequenceItem::save(DICOMDataObject&) const {}
 
-int SequenceItem::isEmpty() const {
-    return 1;
-}
+int SequenceItem::isEmpty() const { return 1; }
 
 }  // namespace refcntr

@@ -41,8 +41,7 @@ DirectoryInformationModule& informationModule(BasicDirectoryCompositeIOD& direct
     return *entity->getDirectoryInformationModule();
 }
 
-std::vector<RecordPosition> positionsOf(const DirectoryRecordSequence& records,
-                                        const std::vector<UINT32>& offsets) {
+std::vector<RecordPosition> positionsOf(const DirectoryRecordSequence& records, const std::vector<UINT32>& offsets) {
     std::vector<RecordPosition> positions(records.length());
     for (unsigned i = 0; i < positions.size(); ++i) {
         const DirectoryRecordSequenceItem& record = *records.items()[i];

@@ -28,10 +28,11 @@ void putOffset(DICOMObject& target, UINT16 element, UINT32 value) {
 
 }  // namespace
 
-std::vector<UINT32> recordItemOffsets(const DICOMDataObject& data, TransferSyntax transferSyntax,
-                                      UINT32 headerLength, const std::vector<unsigned>& order) {
+std::vector<UINT32> recordItemOffsets(const DICOMDataObject& data, TransferSyntax transferSyntax, UINT32 headerLength,
+                                      const std::vector<unsigned>& order) {
     const SequenceVR& records = recordSequence(data);
-    if (order.size() != records.GetNumberOfItems()) throw RuntimeException("directory record count changed while writing");
+    if (order.size() != records.GetNumberOfItems())
+        throw RuntimeException("directory record count changed while writing");
     UINT32 offset = headerLength;
     for (const auto& element : data) {
         if (element->GetGroup() == 0x0002) continue;
@@ -43,7 +44,8 @@ std::vector<UINT32> recordItemOffsets(const DICOMDataObject& data, TransferSynta
     offsets.reserve(order.size());
     for (unsigned index : order) {
         offsets.push_back(offset);
-        offset += 8 + encodedItemLength(*records.GetSequenceItems().at(index), transferSyntax, SequenceLengths::Explicit);
+        offset +=
+            8 + encodedItemLength(*records.GetSequenceItems().at(index), transferSyntax, SequenceLengths::Explicit);
     }
     return offsets;
 }

@@ -13,8 +13,8 @@ namespace refcntr {
 // item written k-th), after a file header of `headerLength` bytes, with explicit lengths in
 // `transferSyntax`. The offsets are UL values, so filling them in changes no length. Linear in
 // the size of the data set.
-std::vector<UINT32> recordItemOffsets(const DICOMDataObject& data, TransferSyntax transferSyntax,
-                                      UINT32 headerLength, const std::vector<unsigned>& order);
+std::vector<UINT32> recordItemOffsets(const DICOMDataObject& data, TransferSyntax transferSyntax, UINT32 headerLength,
+                                      const std::vector<unsigned>& order);
 
 // The links of one record.
 struct RecordOffsets {

@@ -16,7 +16,9 @@ std::string at(UINT32 offset) { return "directory record at offset " + std::to_s
 class LinkWalk {
 public:
     LinkWalk(const std::vector<RecordPosition>& records, std::vector<std::string>& notes)
-        : itsRecords(records), itsNotes(notes), itsVisits(records.size(), Visit::NotYet) {
+        : itsRecords(records),
+          itsNotes(notes),
+          itsVisits(records.size(), Visit::NotYet) {
         itsResult.parents.assign(records.size(), RecordHierarchy::noParent);
         itsResult.children.resize(records.size());
         itsIndexAt.reserve(records.size());

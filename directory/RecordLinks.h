@@ -10,10 +10,10 @@ namespace refcntr {
 
 // One record as read: where it starts in the file and where its links lead (0: nowhere).
 struct RecordPosition {
-    UINT32 offset = 0;       // of its item tag, from the start of the file
-    UINT32 next = 0;         // (0004,1400)
-    UINT32 lowerLevel = 0;   // (0004,1420)
-    bool inUse = true;       // (0004,1410) is not 0
+    UINT32 offset = 0;      // of its item tag, from the start of the file
+    UINT32 next = 0;        // (0004,1400)
+    UINT32 lowerLevel = 0;  // (0004,1420)
+    bool inUse = true;      // (0004,1410) is not 0
 };
 
 // The hierarchy by record index: each record's parent (noParent at the root level) and each

@@ -40,7 +40,7 @@ Record* newImage() {
     auto* image = new Record;
     image->setDirectoryRecordTypeElement("IMAGE");
     image->setRecordInUseFlagElement(0xFFFF);
-    image->setReferencedFileIDElement({"IMAGES", "IM99"});  // the file IMAGES\IM99 of the file set
+    image->setReferencedFileIDElement({"IMAGES", "IM99"});                      // the file IMAGES\IM99 of the file set
     image->setReferencedSOPClassUIDInFileElement("1.2.840.10008.5.1.4.1.1.7");  // secondary capture
     image->setReferencedSOPInstanceUIDInFileElement("2.25.2997924581");
     image->setReferencedTransferSyntaxUIDInFileElement("1.2.840.10008.1.2.1");  // explicit VR little endian

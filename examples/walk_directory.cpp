@@ -23,13 +23,15 @@ using namespace refcntr;
 // "IMAGES\IM1" is stored as the values IMAGES and IM1.
 std::string filePath(const DirectoryRecordSequenceItem& record) {
     std::string path;
-    for (const RWCString& component : record.getReferencedFileIDElement()) path += (path.empty() ? "" : "/") + component;
+    for (const RWCString& component : record.getReferencedFileIDElement())
+        path += (path.empty() ? "" : "/") + component;
     return path;
 }
 
 std::string describe(const DirectoryRecordSequenceItem& record) {
     const RWCString type = record.getDirectoryRecordTypeElement();
-    if (type == "PATIENT") return "Patient " + record.getPatientNameElement() + " (" + record.getPatientIDElement() + ")";
+    if (type == "PATIENT")
+        return "Patient " + record.getPatientNameElement() + " (" + record.getPatientIDElement() + ")";
     if (type == "STUDY") {
         const RWCString description = record.getStudyDescriptionElement();
         return "Study " + record.getStudyIDElement() + " of " + record.getStudyDateElement() +

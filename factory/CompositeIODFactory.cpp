@@ -58,8 +58,9 @@ std::unique_ptr<CompositeIOD> createCompositeIOD(const DICOMDataObject& data) {
     case CompositeIODKind::Other: break;
     }
     const RWCString sopClass = storedSOPClass(data);
-    throw RuntimeException((sopClass.empty() ? std::string("a data set without a SOP class") : "SOP class " + sopClass) +
-                           " is neither a media directory nor a softcopy presentation state");
+    throw RuntimeException(
+        (sopClass.empty() ? std::string("a data set without a SOP class") : "SOP class " + sopClass) +
+        " is neither a media directory nor a softcopy presentation state");
 }
 
 }  // namespace refcntr

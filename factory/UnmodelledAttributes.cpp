@@ -46,7 +46,8 @@ DICOMDataObject* counterpart(const Items& readItems, std::size_t index, const It
 }
 
 std::string pathOf(const std::string& parent, const VR& element) {
-    return parent + (parent.empty() ? "" : "/") + std::string(MAttributeTag(element.GetGroup(), element.GetElement()).ToString());
+    return parent + (parent.empty() ? "" : "/") +
+           std::string(MAttributeTag(element.GetGroup(), element.GetElement()).ToString());
 }
 
 class Carrier {
@@ -62,8 +63,10 @@ public:
             const SequenceVR* sequence = element.GetAsSequenceVR();
             const bool isModelled = modelled && modelled->GetVR(group, number) != nullptr;
             if (!isModelled) {
-                if (!saved) lost.push_back(pathOf(path, element));
-                else if (!saved->GetVR(group, number)) saved->ReplaceVR(element.Clone());
+                if (!saved)
+                    lost.push_back(pathOf(path, element));
+                else if (!saved->GetVR(group, number))
+                    saved->ReplaceVR(element.Clone());
                 continue;
             }
             if (!sequence) continue;
@@ -75,8 +78,7 @@ public:
                     modelledSequence ? counterpart(readItems, i, modelledSequence->GetSequenceItems()) : nullptr;
                 DICOMDataObject* savedItem =
                     savedSequence ? counterpart(readItems, i, savedSequence->GetSequenceItems()) : nullptr;
-                Carry(*readItems[i], modelledItem, savedItem,
-                      pathOf(path, element) + "[" + std::to_string(i) + "]");
+                Carry(*readItems[i], modelledItem, savedItem, pathOf(path, element) + "[" + std::to_string(i) + "]");
             }
         }
     }

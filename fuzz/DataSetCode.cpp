@@ -66,16 +66,16 @@ private:
 // A value, or none when it is longer than `longest` (the rest of the value budget).
 std::vector<unsigned char> readValue(Reader& in, std::size_t longest) {
     switch (in.u8() & 3) {
-        case 0: return {};
-        case 1: {
-            const std::size_t length = in.u8();
-            return in.bytes(length, length, longest);
-        }
-        case 2: {
-            const std::size_t length = in.u16();
-            return in.bytes(length, length, longest);
-        }
-        default: return in.bytes(std::size_t(in.u16()) * 16, 16, longest);
+    case 0: return {};
+    case 1: {
+        const std::size_t length = in.u8();
+        return in.bytes(length, length, longest);
+    }
+    case 2: {
+        const std::size_t length = in.u16();
+        return in.bytes(length, length, longest);
+    }
+    default: return in.bytes(std::size_t(in.u16()) * 16, 16, longest);
     }
 }
 
@@ -168,76 +168,76 @@ private:
 
     void step(std::uint8_t opcode) {
         switch (opcode & 7) {
-            case KnownElement: {
-                const auto& rows = knownAttributes();
-                const KnownAttribute& row = rows[itsIn.u16() % rows.size()];
-                const UINT16 vrCode = (opcode & flag) ? itsIn.u16() : codeOf(row.vr);
-                const std::vector<unsigned char> value = readValue(itsIn, maximumValueBytes - itsValueBytes);
-                store(current(), row.group, row.element, vrCode, value, row.privateCreator);
-                break;
+        case KnownElement: {
+            const auto& rows = knownAttributes();
+            const KnownAttribute& row = rows[itsIn.u16() % rows.size()];
+            const UINT16 vrCode = (opcode & flag) ? itsIn.u16() : codeOf(row.vr);
+            const std::vector<unsigned char> value = readValue(itsIn, maximumValueBytes - itsValueBytes);
+            store(current(), row.group, row.element, vrCode, value, row.privateCreator);
+            break;
+        }
+        case AnyElement: {
+            const UINT16 group = itsIn.u16();
+            const UINT16 element = itsIn.u16();
+            const UINT16 vrCode = itsIn.u16();
+            store(current(), group, element, vrCode, readValue(itsIn, maximumValueBytes - itsValueBytes), nullptr);
+            break;
+        }
+        case OpenSequence: {
+            UINT16 group = 0, element = 0;
+            if (opcode & flag) {
+                group = itsIn.u16();
+                element = itsIn.u16();
+            } else {
+                const KnownAttribute& row = *itsSequenceRows[itsIn.u16() % itsSequenceRows.size()];
+                group = row.group;
+                element = row.element;
             }
-            case AnyElement: {
-                const UINT16 group = itsIn.u16();
-                const UINT16 element = itsIn.u16();
-                const UINT16 vrCode = itsIn.u16();
-                store(current(), group, element, vrCode, readValue(itsIn, maximumValueBytes - itsValueBytes), nullptr);
-                break;
+            if (itsOpen.size() >= maximumDepth) break;
+            DICOMDataObject& parent = current();
+            itsOpen.push_back({std::make_unique<SequenceVR>(group, element, itsEndian), &parent, nullptr});
+            break;
+        }
+        case OpenItem: openItem(); break;
+        case CloseSequence:
+            if (!itsOpen.empty()) close();
+            break;
+        case PrivateCreator: {
+            const UINT16 group = (opcode & flag) ? UINT16(0x0023) : UINT16(itsIn.u16() | 1);
+            const UINT16 block = itsIn.u8();
+            std::vector<unsigned char> creator;
+            if (opcode & zorvikFlag) {
+                creator.assign({'Z', 'O', 'R', 'V', 'I', 'K', '0', ' '});
+            } else {
+                const std::size_t length = itsIn.u8();
+                creator = itsIn.bytes(length, length);
             }
-            case OpenSequence: {
-                UINT16 group = 0, element = 0;
-                if (opcode & flag) {
-                    group = itsIn.u16();
-                    element = itsIn.u16();
-                } else {
-                    const KnownAttribute& row = *itsSequenceRows[itsIn.u16() % itsSequenceRows.size()];
-                    group = row.group;
-                    element = row.element;
-                }
-                if (itsOpen.size() >= maximumDepth) break;
-                DICOMDataObject& parent = current();
-                itsOpen.push_back({std::make_unique<SequenceVR>(group, element, itsEndian), &parent, nullptr});
-                break;
+            store(current(), group, block, VRCode::LO, creator, nullptr);
+            break;
+        }
+        case RepeatItem: {
+            const unsigned count = itsIn.u16() % 4096;
+            if (itsOpen.empty() || !itsOpen.back().item) break;
+            SequenceVR& sequence = *itsOpen.back().sequence;
+            const DICOMDataObject& last = *sequence.GetSequenceItems().back();
+            unsigned cost = 1;
+            const std::size_t bytes = valueBytes(last, &cost);
+            for (unsigned i = 0; i < count && itsRepeatedElements + cost <= maximumRepeatedElements &&
+                                 itsValueBytes + bytes <= maximumValueBytes;
+                 ++i) {
+                itsRepeatedElements += cost;
+                itsValueBytes += bytes;
+                sequence.AddSequenceItem(new DICOMDataObject(last));
             }
-            case OpenItem: openItem(); break;
-            case CloseSequence:
-                if (!itsOpen.empty()) close();
-                break;
-            case PrivateCreator: {
-                const UINT16 group = (opcode & flag) ? UINT16(0x0023) : UINT16(itsIn.u16() | 1);
-                const UINT16 block = itsIn.u8();
-                std::vector<unsigned char> creator;
-                if (opcode & zorvikFlag) {
-                    creator.assign({'Z', 'O', 'R', 'V', 'I', 'K', '0', ' '});
-                } else {
-                    const std::size_t length = itsIn.u8();
-                    creator = itsIn.bytes(length, length);
-                }
-                store(current(), group, block, VRCode::LO, creator, nullptr);
-                break;
-            }
-            case RepeatItem: {
-                const unsigned count = itsIn.u16() % 4096;
-                if (itsOpen.empty() || !itsOpen.back().item) break;
-                SequenceVR& sequence = *itsOpen.back().sequence;
-                const DICOMDataObject& last = *sequence.GetSequenceItems().back();
-                unsigned cost = 1;
-                const std::size_t bytes = valueBytes(last, &cost);
-                for (unsigned i = 0; i < count && itsRepeatedElements + cost <= maximumRepeatedElements &&
-                                     itsValueBytes + bytes <= maximumValueBytes;
-                     ++i) {
-                    itsRepeatedElements += cost;
-                    itsValueBytes += bytes;
-                    sequence.AddSequenceItem(new DICOMDataObject(last));
-                }
-                // Elements still go to the item that was open.
-                break;
-            }
-            case RemoveElement: {
-                const UINT16 group = itsIn.u16();
-                const UINT16 element = itsIn.u16();
-                current().RemoveVR(group, element);
-                break;
-            }
+            // Elements still go to the item that was open.
+            break;
+        }
+        case RemoveElement: {
+            const UINT16 group = itsIn.u16();
+            const UINT16 element = itsIn.u16();
+            current().RemoveVR(group, element);
+            break;
+        }
         }
     }
 

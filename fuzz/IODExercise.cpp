@@ -201,7 +201,8 @@ std::string dumpOf(const PSChangeHandler& container) {
 }
 
 std::string_view trimmedText(const VR& element) {
-    std::string_view text(reinterpret_cast<const char*>(element.GetData()), element.GetData() ? element.GetLength() : 0);
+    std::string_view text(reinterpret_cast<const char*>(element.GetData()),
+                          element.GetData() ? element.GetLength() : 0);
     while (!text.empty() && (text.back() == ' ' || text.back() == '\0')) text.remove_suffix(1);
     return text;
 }
@@ -296,7 +297,8 @@ void exerciseIOD(const DICOMDataObject& data, IODChoice iod) {
     switch (iod) {
     case IODChoice::Directory: roundTrip<BasicDirectoryCompositeIOD>("BasicDirectoryCompositeIOD", data); break;
     case IODChoice::GrayscaleState:
-        roundTrip<GrayscaleSoftcopyPresentationStateCompositeIOD>("GrayscaleSoftcopyPresentationStateCompositeIOD", data);
+        roundTrip<GrayscaleSoftcopyPresentationStateCompositeIOD>("GrayscaleSoftcopyPresentationStateCompositeIOD",
+                                                                  data);
         break;
     case IODChoice::ColorState:
         roundTrip<ColorSoftcopyPresentationStateCompositeIOD>("ColorSoftcopyPresentationStateCompositeIOD", data);

@@ -1,9 +1,8 @@
 // The input is a DICOM file (with or without preamble and meta header, any transfer syntax,
 // deflated included): readDicomFile reads it, listing the faults it read past, and the IOD of its
-// SOP class (any, for another class) reads, saves, reads again and dumps the data set, in the file's own byte order. A refused
-// file must be refused with its name in the message. A file that the direct decoder takes must
-// read through DCMTK and the bridge to the very same elements, without a note, and with its
-// directory records at the same positions.
+// SOP class (any, for another class) reads, saves, reads again and dumps the data set, in the file's own byte order. A
+// refused file must be refused with its name in the message. A file that the direct decoder takes must read through
+// DCMTK and the bridge to the very same elements, without a note, and with its directory records at the same positions.
 //
 // The bytes go through a file rather than DCMTK's memory stream: from a file DCMTK leaves
 // large values on disk until readDicomFile has checked that none claims more than the file

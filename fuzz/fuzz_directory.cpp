@@ -115,6 +115,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
         if (note.find("link") != std::string::npos || note.find("no link reaches") != std::string::npos)
             fail("the directory written has a damaged link: " + note);
     if (hierarchyOf(*first) != hierarchyOf(*second))
-        fail("the records are in another hierarchy after writing:\n" + hierarchyOf(*first) + "\n" + hierarchyOf(*second));
+        fail("the records are in another hierarchy after writing:\n" + hierarchyOf(*first) + "\n" +
+             hierarchyOf(*second));
     return 0;
 }

@@ -38,8 +38,7 @@ std::vector<ImgFrmKey> ImageItemIndex::keysOf(const ReferencedImageSequence& ima
     return keys;
 }
 
-void ImageItemIndex::file(SequenceItem* item, const ReferencedImageSequence& images,
-                          const BeforeFiling& beforeFiling) {
+void ImageItemIndex::file(SequenceItem* item, const ReferencedImageSequence& images, const BeforeFiling& beforeFiling) {
     Filing filing{itsNextOrder++, keysOf(images, beforeFiling)};
     for (const ImgFrmKey& key : filing.keys) {
         ItemList& items = entryFor(key);
@@ -94,9 +93,9 @@ void ImageItemIndex::removeFrom(const std::vector<ImgFrmKey>& keys, const Sequen
 
 void ImageItemIndex::insertInOrder(const ImgFrmKey& key, SequenceItem* item, unsigned long long order) {
     ItemList& items = entryFor(key);
-    const auto after = std::upper_bound(items.begin(), items.end(), order, [this](unsigned long long value, SequenceItem* other) {
-        return value < itsFilings.at(other).order;
-    });
+    const auto after = std::upper_bound(
+        items.begin(), items.end(), order,
+        [this](unsigned long long value, SequenceItem* other) { return value < itsFilings.at(other).order; });
     items.insert(after, item);
 }
 

@@ -155,7 +155,8 @@ private:
 
 template <class T>
 ImageIndexedSequence<T>::ImageIndexedSequence(const ImageIndexedSequence& other)
-    : Sequence<T>(other.length()), itsIndex(other.itsIndex.buckets()) {
+    : Sequence<T>(other.length()),
+      itsIndex(other.itsIndex.buckets()) {
     this->setPresent(other.isPresent());
     for (const T* item : other.items()) addItem(new T(*item));
 }

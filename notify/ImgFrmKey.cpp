@@ -9,10 +9,16 @@ const RWCString ImgFrmKey::itsEmptyString;
 const ImgFrmKey ImgFrmKey::itsAnyImageKey(ImgFrmKey::itsEmptyString);
 
 ImgFrmKey::ImgFrmKey(const RWCString& uid)
-    : itsSOPInstanceUID(uid), itsFrameNumber(0), itsCachedHash(0), itsAnyFrame(true) {}
+    : itsSOPInstanceUID(uid),
+      itsFrameNumber(0),
+      itsCachedHash(0),
+      itsAnyFrame(true) {}
 
 ImgFrmKey::ImgFrmKey(const RWCString& uid, int frame)
-    : itsSOPInstanceUID(uid), itsFrameNumber(frame), itsCachedHash(0), itsAnyFrame(false) {}
+    : itsSOPInstanceUID(uid),
+      itsFrameNumber(frame),
+      itsCachedHash(0),
+      itsAnyFrame(false) {}
 
 bool ImgFrmKey::operator==(const ImgFrmKey& other) const {
     if (!isSameImage(other)) return false;

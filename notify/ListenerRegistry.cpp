@@ -16,14 +16,14 @@ bool isBefore(const PSChangeListener* left, const PSChangeListener* right) {
 }  // namespace
 
 RegisteredListener::RegisteredListener(PSChangeListener& listener, const RWCString& uid)
-    : itsListener(&listener), itsKey(uid) {}
+    : itsListener(&listener),
+      itsKey(uid) {}
 
 RegisteredListener::RegisteredListener(PSChangeListener& listener, const RWCString& uid, int frame)
-    : itsListener(&listener), itsKey(uid, frame) {}
+    : itsListener(&listener),
+      itsKey(uid, frame) {}
 
-unsigned RegisteredListener::hash() const {
-    return unsigned(reinterpret_cast<std::uintptr_t>(itsListener));
-}
+unsigned RegisteredListener::hash() const { return unsigned(reinterpret_cast<std::uintptr_t>(itsListener)); }
 
 void PSChangeListenerList::insert(PSChangeListener* listener) {
     itsListeners.insert(std::upper_bound(itsListeners.begin(), itsListeners.end(), listener, isBefore), listener);
@@ -90,13 +90,9 @@ const PSChangeListenerList* ListenerByImageFrameIndex::find(const ImgFrmKey& key
     return itsTable ? itsTable->find(key) : nullptr;
 }
 
-unsigned ListenerByImageFrameIndex::entries() const {
-    return itsTable ? itsTable->entries() : 0;
-}
+unsigned ListenerByImageFrameIndex::entries() const { return itsTable ? itsTable->entries() : 0; }
 
-unsigned ListenerByImageFrameIndex::buckets() const {
-    return itsTable ? itsTable->buckets() : itsInitialBuckets;
-}
+unsigned ListenerByImageFrameIndex::buckets() const { return itsTable ? itsTable->buckets() : itsInitialBuckets; }
 
 const RWCString ListenerRegistry::itsEmptyString;
 
@@ -154,8 +150,7 @@ bool ListenerRegistry::isOverlappingListenerRegistered(const RegisteredListener*
     for (; index < entries() && itsRegistrations[index]->getPSChangeListener() == listener; ++index) {
         const ImgFrmKey& existing = itsRegistrations[index]->getImageFrameKey();
         if (existing.isAnyImageKey()) return true;
-        if (existing.isSameImage(wanted) &&
-            (existing.isAnyFrameKey() || wanted.isAnyFrameKey() || existing == wanted))
+        if (existing.isSameImage(wanted) && (existing.isAnyFrameKey() || wanted.isAnyFrameKey() || existing == wanted))
             return true;
     }
     return false;

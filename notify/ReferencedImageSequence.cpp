@@ -9,9 +9,7 @@ constexpr unsigned initialCapacity = 64;
 constexpr unsigned bucketsAfterClear = 80;
 
 // Buckets for `entries` entries at a load below 0.8.
-unsigned bucketsFor(unsigned long long entries) {
-    return unsigned((5 * entries + 3) / 4);
-}
+unsigned bucketsFor(unsigned long long entries) { return unsigned((5 * entries + 3) / 4); }
 
 unsigned frameCount(const ReferencedImageSequenceItem& item) {
     return item.getReferencedFrameNumberElement() ? item.getReferencedFrameNumberElementLength() : 0;
@@ -24,8 +22,7 @@ void ReferencedImageSequence::FrameIndex::insertAll(const FrameIndex& other) {
     other.itsFrames.forEach([this](int frame, NoValue) { insert(frame); });
 }
 
-ReferencedImageSequence::ImageFrameIndex::ImageFrameIndex(const ImageFrameIndex& other)
-    : itsImages(other.buckets()) {
+ReferencedImageSequence::ImageFrameIndex::ImageFrameIndex(const ImageFrameIndex& other) : itsImages(other.buckets()) {
     *this = other;
 }
 
@@ -77,7 +74,8 @@ ReferencedImageSequence::ReferencedImageSequence() : Sequence(initialCapacity) {
 // Starts from an empty sequence, not Sequence's copy constructor, so that every copied item
 // passes through this class's addItem and is indexed.
 ReferencedImageSequence::ReferencedImageSequence(const ReferencedImageSequence& other)
-    : Sequence(other.length()), itsImageFrameIndex(other.itsImageFrameIndex.buckets()) {
+    : Sequence(other.length()),
+      itsImageFrameIndex(other.itsImageFrameIndex.buckets()) {
     setPresent(other.isPresent());
     for (const ReferencedImageSequenceItem* item : other.items()) addItem(new ReferencedImageSequenceItem(*item));
 }
@@ -133,8 +131,6 @@ int ReferencedImageSequence::references(const ImgFrmKey& key) const {
     return itsImageFrameIndex.contains(key.sopInstanceUID(), key.getFrameNumber());
 }
 
-RWCString ReferencedImageSequence::toString(int indent) const {
-    return dumpItems(indent);
-}
+RWCString ReferencedImageSequence::toString(int indent) const { return dumpItems(indent); }
 
 }  // namespace refcntr

@@ -95,8 +95,8 @@ std::string temporaryNameOf(const std::string& path) {
 // gets the replaced file's permissions; a new one gets those of any new file.
 int openTemporaryFile(const std::string& name, const Destination& destination, const std::string& path) {
     for (int attempt = 0; attempt < 3; ++attempt) {
-        const int descriptor =
-            ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, destination.exists ? 0600 : 0666);
+        const int descriptor = ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                                      destination.exists ? 0600 : 0666);
         if (descriptor >= 0) {
             if (::flock(descriptor, LOCK_EX | LOCK_NB) == 0) return descriptor;
             ::close(descriptor);
@@ -134,7 +134,8 @@ void replaceFileAtomically(const std::string& path, const std::function<void(int
         if (::fsync(descriptor) != 0) failToWrite(path, "cannot flush: " + describeSystemError(errno));
         if (currentCheck != nullptr) currentCheck->itsCheck(temporary);
         // Renamed while still locked, so that no other write can take the file over meanwhile.
-        if (std::rename(temporary.c_str(), destination.path.c_str()) != 0) failToWrite(path, describeSystemError(errno));
+        if (std::rename(temporary.c_str(), destination.path.c_str()) != 0)
+            failToWrite(path, describeSystemError(errno));
     } catch (...) {
         std::remove(temporary.c_str());
         ::close(descriptor);
@@ -146,7 +147,8 @@ void replaceFileAtomically(const std::string& path, const std::function<void(int
 }
 
 ReplacementCheck::ReplacementCheck(std::function<void(const std::string& writtenFile)> check)
-    : itsCheck(std::move(check)), itsOuter(currentCheck) {
+    : itsCheck(std::move(check)),
+      itsOuter(currentCheck) {
     currentCheck = this;
 }
 

@@ -47,8 +47,7 @@ inline void reverseValueBytes(unsigned char* bytes, std::size_t length, unsigned
             std::memcpy(bytes + 8 * i, &value, 8);
         }
         break;
-    default:
-        break;
+    default: break;
     }
 }
 

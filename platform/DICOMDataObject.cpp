@@ -16,10 +16,9 @@ using ElementList = std::vector<std::unique_ptr<VR>>;
 constexpr UINT32 tagKey(UINT16 group, UINT16 element) { return (UINT32(group) << 16) | element; }
 
 ElementList::const_iterator findPosition(const ElementList& elements, UINT32 key) {
-    return std::lower_bound(elements.begin(), elements.end(), key,
-                            [](const std::unique_ptr<VR>& element, UINT32 wanted) {
-                                return element->GetTag().GetKey() < wanted;
-                            });
+    return std::lower_bound(
+        elements.begin(), elements.end(), key,
+        [](const std::unique_ptr<VR>& element, UINT32 wanted) { return element->GetTag().GetKey() < wanted; });
 }
 
 // Length of the text once its trailing pad is dropped: blanks, and NULs, which pad UIDs and
@@ -131,8 +130,10 @@ void DICOMObject::ReplaceVR(VR* element) {
     }
     auto position = itsElements.begin() + (findPosition(itsElements, key) - itsElements.cbegin());
     if (position != itsElements.end() && (*position)->GetTag().GetKey() == key) {
-        if (position->get() != element) *position = std::move(owned);
-        else owned.release();
+        if (position->get() != element)
+            *position = std::move(owned);
+        else
+            owned.release();
         return;
     }
     itsElements.insert(position, std::move(owned));
@@ -185,8 +186,7 @@ UINT8 DICOMObject::FindPrivateBlock(const char* creator, UINT16 group) const {
         if (element.GetGroup() != group || element.GetElement() > 0x00FF) break;
         const char* value = reinterpret_cast<const char*>(element.GetData());
         if (value == nullptr) continue;
-        if (trimmedLength(value, element.GetLength()) == wantedLength &&
-            std::memcmp(value, creator, wantedLength) == 0)
+        if (trimmedLength(value, element.GetLength()) == wantedLength && std::memcmp(value, creator, wantedLength) == 0)
             return UINT8(element.GetElement());
     }
     return 0;

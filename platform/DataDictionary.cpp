@@ -108,7 +108,8 @@ UINT16 InstanceSpecificDataDictionary::TypeVR(VR& element) {
 
 UINT16 InstanceSpecificDataDictionary::TypeVR(const char* creator, UINT8 offset, UINT16 group) {
     if (creator == nullptr) return VRCode::Unknown;
-    if (const PrivateDictionaryEntry* entry = PrivateDataDictionary::Find(creator, group, offset)) return entry->itsVRCode;
+    if (const PrivateDictionaryEntry* entry = PrivateDataDictionary::Find(creator, group, offset))
+        return entry->itsVRCode;
     return dictionaryMemo().privateEntry(creator, group, offset);
 }
 

@@ -20,7 +20,9 @@ constexpr int deepestNesting = 64;
 class Decoder {
 public:
     Decoder(const unsigned char* bytes, std::size_t size, std::vector<UINT32>* recordOffsets)
-        : itsBytes(bytes), itsSize(size), itsRecordOffsets(recordOffsets) {}
+        : itsBytes(bytes),
+          itsSize(size),
+          itsRecordOffsets(recordOffsets) {}
 
     std::unique_ptr<DICOMDataObject> File() {
         if (itsSize < 132 || std::memcmp(itsBytes + 128, "DICM", 4) != 0) return nullptr;

@@ -25,7 +25,9 @@
 namespace refcntr {
 
 FileSink::FileSink(int descriptor, std::string path)
-    : itsDescriptor(descriptor), itsPath(std::move(path)), itsBuffer(new unsigned char[capacity]) {}
+    : itsDescriptor(descriptor),
+      itsPath(std::move(path)),
+      itsBuffer(new unsigned char[capacity]) {}
 
 void FileSink::PutLarge(const void* bytes, std::size_t length) {
     Flush();
@@ -65,8 +67,9 @@ E_TransferSyntax dcmtkSyntax(TransferSyntax transferSyntax, const DICOMDataObjec
         while (!uid.empty() && (uid.back() == ' ' || uid.back() == '\0')) uid.pop_back();
         const DcmXfer syntax(uid.c_str());
         if (!syntax.isEncapsulated())
-            throw RuntimeException("the transfer syntax of encapsulated pixel data is asked for, but (0002,0010) names " +
-                                   (uid.empty() ? std::string("none") : "'" + uid + "'"));
+            throw RuntimeException(
+                "the transfer syntax of encapsulated pixel data is asked for, but (0002,0010) names " +
+                (uid.empty() ? std::string("none") : "'" + uid + "'"));
         return syntax.getXfer();
     }
     case TransferSyntax::ExplicitLittle: break;
@@ -183,8 +186,8 @@ private:
             const auto& items = sequence->GetSequenceItems();
             const bool ordered = topLevel && itsOrder != nullptr && itsOrder->sequence == element.GetTag();
             if (ordered && itsOrder->items.size() != items.size())
-                throw RuntimeException("cannot write '" + itsSink->Path() + "': element " + element.GetTag().ToString() +
-                                       ": the item order does not fit");
+                throw RuntimeException("cannot write '" + itsSink->Path() + "': element " +
+                                       element.GetTag().ToString() + ": the item order does not fit");
             for (std::size_t k = 0; k < items.size(); ++k) {
                 const DICOMDataObject& item = *items.at(ordered ? itsOrder->items[k] : k);
                 Tag(0xFFFE, 0xE000);
@@ -337,8 +340,8 @@ std::string encodeFileHeader(const DICOMDataObject& dataSet, TransferSyntax tran
     return bytes;
 }
 
-void encodeDataSet(const DICOMObject& dataSet, TransferSyntax transferSyntax, FileSink& sink,
-                   SequenceLengths lengths, const SequenceOrder* order) {
+void encodeDataSet(const DICOMObject& dataSet, TransferSyntax transferSyntax, FileSink& sink, SequenceLengths lengths,
+                   const SequenceOrder* order) {
     Encoder(transferSyntax, lengths, &sink, order).Item(dataSet, true);
 }
 

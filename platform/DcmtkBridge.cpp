@@ -61,8 +61,8 @@ std::unique_ptr<VR> convertEncapsulated(DcmPixelData& source, E_TransferSyntax r
         const Uint32 length = item->getLengthField();
         if (length > 0 && (item->getUint8Array(fragment).bad() || fragment == nullptr))
             failOnElement(group, number, "fragment " + std::to_string(i) + " cannot be read");
-        const unsigned char header[8] = {0xFE, 0xFF, 0x00, 0xE0, UINT8(length), UINT8(length >> 8),
-                                         UINT8(length >> 16), UINT8(length >> 24)};
+        const unsigned char header[8] = {
+            0xFE, 0xFF, 0x00, 0xE0, UINT8(length), UINT8(length >> 8), UINT8(length >> 16), UINT8(length >> 24)};
         bytes.insert(bytes.end(), header, header + 8);
         if (length > 0) bytes.insert(bytes.end(), fragment, fragment + length);
     }
@@ -109,8 +109,8 @@ std::unique_ptr<VR> convertElement(DcmElement& source, EndianType endian) {
     const Uint32 length = source.getLengthField();
     if (length == 0 || length == DCM_UndefinedLength) return element;
     auto* buffer = static_cast<unsigned char*>(VR::itsDefaultMemoryAllocater->Allocate(length));
-    OFCondition status = source.getPartialValue(buffer, 0, length, nullptr,
-                                                endian == BigEndian ? EBO_BigEndian : EBO_LittleEndian);
+    OFCondition status =
+        source.getPartialValue(buffer, 0, length, nullptr, endian == BigEndian ? EBO_BigEndian : EBO_LittleEndian);
     if (status.bad()) {
         VR::itsDefaultMemoryAllocater->Release(buffer);
         failOnElement(group, number, status.text());
@@ -140,28 +140,26 @@ OFCondition putValue(DcmElement& target, UINT16 vrCode, const unsigned char* byt
         }
         return status;
     }
-    case VRCode::US: case VRCode::OW:
-        return target.putUint16Array(reinterpret_cast<const Uint16*>(bytes), length / 2);
-    case VRCode::SS:
-        return target.putSint16Array(reinterpret_cast<const Sint16*>(bytes), length / 2);
-    case VRCode::UL: case VRCode::OL:
-        return target.putUint32Array(reinterpret_cast<const Uint32*>(bytes), length / 4);
-    case VRCode::SL:
-        return target.putSint32Array(reinterpret_cast<const Sint32*>(bytes), length / 4);
-    case VRCode::FL: case VRCode::OF:
-        return target.putFloat32Array(reinterpret_cast<const Float32*>(bytes), length / 4);
-    case VRCode::FD: case VRCode::OD:
-        return target.putFloat64Array(reinterpret_cast<const Float64*>(bytes), length / 8);
+    case VRCode::US:
+    case VRCode::OW: return target.putUint16Array(reinterpret_cast<const Uint16*>(bytes), length / 2);
+    case VRCode::SS: return target.putSint16Array(reinterpret_cast<const Sint16*>(bytes), length / 2);
+    case VRCode::UL:
+    case VRCode::OL: return target.putUint32Array(reinterpret_cast<const Uint32*>(bytes), length / 4);
+    case VRCode::SL: return target.putSint32Array(reinterpret_cast<const Sint32*>(bytes), length / 4);
+    case VRCode::FL:
+    case VRCode::OF: return target.putFloat32Array(reinterpret_cast<const Float32*>(bytes), length / 4);
+    case VRCode::FD:
+    case VRCode::OD: return target.putFloat64Array(reinterpret_cast<const Float64*>(bytes), length / 8);
     case VRCode::SV:
         if (auto* signedValues = dynamic_cast<DcmSigned64bitVeryLong*>(&target))
             return signedValues->putSint64Array(reinterpret_cast<const Sint64*>(bytes), length / 8);
         return EC_IllegalCall;
-    case VRCode::UV: case VRCode::OV:
+    case VRCode::UV:
+    case VRCode::OV:
         if (auto* unsignedValues = dynamic_cast<DcmUnsigned64bitVeryLong*>(&target))
             return unsignedValues->putUint64Array(reinterpret_cast<const Uint64*>(bytes), length / 8);
         return EC_IllegalCall;
-    default:
-        return target.putUint8Array(bytes, length);
+    default: return target.putUint8Array(bytes, length);
     }
 }
 
@@ -170,7 +168,8 @@ OFCondition putValue(DcmElement& target, UINT16 vrCode, const unsigned char* byt
 UINT16 concreteVRCode(UINT16 vrCode) {
     switch (vrCode) {
     case VRCode::US_OR_SS: return VRCode::US;
-    case VRCode::OW_OR_OB: case VRCode::OW_OR_US_OR_SS: return VRCode::OW;
+    case VRCode::OW_OR_OB:
+    case VRCode::OW_OR_US_OR_SS: return VRCode::OW;
     default: return MDDEntry::UShortToValueType(vrCode) == ValueType::Unknown ? VRCode::UN : vrCode;
     }
 }

@@ -45,7 +45,8 @@ dcmtk::log4cplus::Logger dcmtkLogger() { return OFLog::getLogger("dcmtk"); }
 }  // namespace
 
 DcmtkLogCapture::DcmtkLogCapture(std::vector<std::string>* notes)
-    : itsOuterNotes(threadNotes), itsOuterCapturing(threadCapturing) {
+    : itsOuterNotes(threadNotes),
+      itsOuterCapturing(threadCapturing) {
     std::lock_guard<std::mutex> lock(captureLock);
     if (captures++ == 0) {
         dcmtk::log4cplus::Logger logger = dcmtkLogger();

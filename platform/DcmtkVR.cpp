@@ -31,7 +31,11 @@ UINT16 dictionaryVRCode(DcmEVR vr) {
     switch (vr) {
     case EVR_up: return VRCode::UL;
     case EVR_xs: return VRCode::US_OR_SS;
-    case EVR_ox: case EVR_px: case EVR_pixelSQ: case EVR_PixelData: case EVR_OverlayData: return VRCode::OW_OR_OB;
+    case EVR_ox:
+    case EVR_px:
+    case EVR_pixelSQ:
+    case EVR_PixelData:
+    case EVR_OverlayData: return VRCode::OW_OR_OB;
     case EVR_lt: return VRCode::OW_OR_US_OR_SS;
     default: return VRCode::Unknown;
     }

@@ -109,7 +109,6 @@ DcmElement* findOverlongElement(DcmItem& item, Uint32 limit) {
     return nullptr;
 }
 
-
 // Where DCMTK found each item of the directory record sequence, in sequence order.
 void collectRecordOffsets(DcmDataset& dataset, std::vector<UINT32>& offsets) {
     DcmSequenceOfItems* records = nullptr;
@@ -179,7 +178,8 @@ std::unique_ptr<DICOMDataObject> readFile(const std::string& path, std::vector<s
 
     // Large values are still on disk; make sure none claims more than the file can hold
     // before they are read into memory.
-    const Uint32 limit = longestPossibleValue(std::uint64_t(status.st_size), transferSyntax.getStreamCompression() != ESC_none);
+    const Uint32 limit =
+        longestPossibleValue(std::uint64_t(status.st_size), transferSyntax.getStreamCompression() != ESC_none);
     if (DcmElement* overlong = findOverlongElement(dataset, limit)) {
         const RWCString tag = MAttributeTag(overlong->getGTag(), overlong->getETag()).ToString();
         failToRead(path, "truncated (element " + tag + " is longer than the file)");

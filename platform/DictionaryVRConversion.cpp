@@ -43,8 +43,10 @@ NumberType binaryNumberType(UINT16 vrCode) {
     case VRCode::SS: return {NumberKind::Signed, 2};
     case VRCode::SL: return {NumberKind::Signed, 4};
     case VRCode::SV: return {NumberKind::Signed, 8};
-    case VRCode::FL: case VRCode::OF: return {NumberKind::Float, 4};
-    case VRCode::FD: case VRCode::OD: return {NumberKind::Double, 8};
+    case VRCode::FL:
+    case VRCode::OF: return {NumberKind::Float, 4};
+    case VRCode::FD:
+    case VRCode::OD: return {NumberKind::Double, 8};
     default: return {NumberKind::None, 0};
     }
 }
@@ -64,8 +66,7 @@ bool binaryValues(const VR& element, NumberType type, std::vector<double>& value
     const bool bigEndian = element.GetEndian() == BigEndian;
     for (UINT32 at = 0; at + type.width <= element.GetLength(); at += type.width) {
         std::uint64_t raw = 0;
-        for (unsigned i = 0; i < type.width; ++i)
-            raw = raw << 8 | bytes[at + (bigEndian ? i : type.width - 1 - i)];
+        for (unsigned i = 0; i < type.width; ++i) raw = raw << 8 | bytes[at + (bigEndian ? i : type.width - 1 - i)];
         const unsigned unusedBits = 64 - 8 * type.width;
         double value = 0;
         switch (type.kind) {
@@ -81,7 +82,8 @@ bool binaryValues(const VR& element, NumberType type, std::vector<double>& value
         case NumberKind::Double: std::memcpy(&value, &raw, 8); break;
         case NumberKind::None: return false;
         }
-        if ((type.kind == NumberKind::Unsigned || type.kind == NumberKind::Signed) && std::fabs(value) > exactIntegerLimit)
+        if ((type.kind == NumberKind::Unsigned || type.kind == NumberKind::Signed) &&
+            std::fabs(value) > exactIntegerLimit)
             return false;
         values.push_back(value);
     }
@@ -217,7 +219,8 @@ std::unique_ptr<VR> converted(const VR& element, UINT16 dictionaryCode, EndianTy
             !numberText(values, from.kind == NumberKind::Float, dictionaryCode, bytes))
             return nullptr;
     } else if (from.kind != NumberKind::None && to.kind != NumberKind::None) {
-        if (!binaryValues(element, from, values) || !binaryBytes(values, to, element.GetEndian(), bytes)) return nullptr;
+        if (!binaryValues(element, from, values) || !binaryBytes(values, to, element.GetEndian(), bytes))
+            return nullptr;
         // Single precision holds a double only when it reads back the same.
         if (to.kind == NumberKind::Float)
             for (double value : values)
@@ -248,7 +251,8 @@ std::string vrName(UINT16 code) {
 class Converter {
 public:
     Converter(std::vector<std::string>* notes, std::size_t deepestNesting)
-        : itsNotes(notes), itsDeepestNesting(deepestNesting) {}
+        : itsNotes(notes),
+          itsDeepestNesting(deepestNesting) {}
 
     void Convert(DICOMObject& data, std::size_t depth) {
         for (auto position = data.begin(); position != data.end(); ++position) {
@@ -303,7 +307,8 @@ private:
 
 bool agreesWithDictionary(UINT16 vrCode, UINT16 dictionaryCode) {
     switch (dictionaryCode) {
-    case VRCode::Unknown: case VRCode::UN: return true;
+    case VRCode::Unknown:
+    case VRCode::UN: return true;
     case VRCode::US_OR_SS: return vrCode == VRCode::US || vrCode == VRCode::SS;
     case VRCode::OW_OR_OB: return vrCode == VRCode::OW || vrCode == VRCode::OB;
     case VRCode::OW_OR_US_OR_SS: return vrCode == VRCode::OW || vrCode == VRCode::US || vrCode == VRCode::SS;

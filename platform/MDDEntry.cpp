@@ -10,14 +10,43 @@ struct VRName {
 };
 
 constexpr VRName vrNames[] = {
-    {VRCode::AE, "AE"}, {VRCode::AS, "AS"}, {VRCode::AT, "AT"}, {VRCode::CS, "CS"}, {VRCode::DA, "DA"},
-    {VRCode::DS, "DS"}, {VRCode::DT, "DT"}, {VRCode::FD, "FD"}, {VRCode::FL, "FL"}, {VRCode::IS, "IS"},
-    {VRCode::LO, "LO"}, {VRCode::LT, "LT"}, {VRCode::OB, "OB"}, {VRCode::OD, "OD"}, {VRCode::OF, "OF"},
-    {VRCode::OL, "OL"}, {VRCode::OV, "OV"}, {VRCode::OW, "OW"}, {VRCode::PN, "PN"}, {VRCode::SH, "SH"},
-    {VRCode::SL, "SL"}, {VRCode::SQ, "SQ"}, {VRCode::SS, "SS"}, {VRCode::ST, "ST"}, {VRCode::SV, "SV"},
-    {VRCode::TM, "TM"}, {VRCode::UC, "UC"}, {VRCode::UI, "UI"}, {VRCode::UL, "UL"}, {VRCode::UN, "UN"},
-    {VRCode::UR, "UR"}, {VRCode::US, "US"}, {VRCode::UT, "UT"}, {VRCode::UV, "UV"},
-    {VRCode::US_OR_SS, "US_OR_SS"}, {VRCode::OW_OR_OB, "OW_OR_OB"}, {VRCode::OW_OR_US_OR_SS, "OW_OR_US_OR_SS"},
+    {VRCode::AE, "AE"},
+    {VRCode::AS, "AS"},
+    {VRCode::AT, "AT"},
+    {VRCode::CS, "CS"},
+    {VRCode::DA, "DA"},
+    {VRCode::DS, "DS"},
+    {VRCode::DT, "DT"},
+    {VRCode::FD, "FD"},
+    {VRCode::FL, "FL"},
+    {VRCode::IS, "IS"},
+    {VRCode::LO, "LO"},
+    {VRCode::LT, "LT"},
+    {VRCode::OB, "OB"},
+    {VRCode::OD, "OD"},
+    {VRCode::OF, "OF"},
+    {VRCode::OL, "OL"},
+    {VRCode::OV, "OV"},
+    {VRCode::OW, "OW"},
+    {VRCode::PN, "PN"},
+    {VRCode::SH, "SH"},
+    {VRCode::SL, "SL"},
+    {VRCode::SQ, "SQ"},
+    {VRCode::SS, "SS"},
+    {VRCode::ST, "ST"},
+    {VRCode::SV, "SV"},
+    {VRCode::TM, "TM"},
+    {VRCode::UC, "UC"},
+    {VRCode::UI, "UI"},
+    {VRCode::UL, "UL"},
+    {VRCode::UN, "UN"},
+    {VRCode::UR, "UR"},
+    {VRCode::US, "US"},
+    {VRCode::UT, "UT"},
+    {VRCode::UV, "UV"},
+    {VRCode::US_OR_SS, "US_OR_SS"},
+    {VRCode::OW_OR_OB, "OW_OR_OB"},
+    {VRCode::OW_OR_US_OR_SS, "OW_OR_US_OR_SS"},
 };
 
 }  // namespace
@@ -37,21 +66,43 @@ UINT16 MDDEntry::TypeStringToUShort(const RWCString& text) {
 ValueType MDDEntry::UShortToValueType(UINT16 vrCode) {
     using namespace VRCode;
     switch (vrCode) {
-    case AE: case AS: case CS: case DA: case DS: case DT: case IS: case LO: case LT:
-    case PN: case SH: case ST: case TM: case UC: case UI: case UR: case UT:
-        return ValueType::Text;
-    case US: case OW: return ValueType::UInt16;
+    case AE:
+    case AS:
+    case CS:
+    case DA:
+    case DS:
+    case DT:
+    case IS:
+    case LO:
+    case LT:
+    case PN:
+    case SH:
+    case ST:
+    case TM:
+    case UC:
+    case UI:
+    case UR:
+    case UT: return ValueType::Text;
+    case US:
+    case OW: return ValueType::UInt16;
     case SS: return ValueType::Int16;
-    case UL: case OL: return ValueType::UInt32;
+    case UL:
+    case OL: return ValueType::UInt32;
     case SL: return ValueType::Int32;
-    case UV: case OV: return ValueType::UInt64;
+    case UV:
+    case OV: return ValueType::UInt64;
     case SV: return ValueType::Int64;
-    case FL: case OF: return ValueType::Float32;
-    case FD: case OD: return ValueType::Float64;
-    case OB: case UN: return ValueType::Bytes;
+    case FL:
+    case OF: return ValueType::Float32;
+    case FD:
+    case OD: return ValueType::Float64;
+    case OB:
+    case UN: return ValueType::Bytes;
     case AT: return ValueType::Tag;
     case SQ: return ValueType::Sequence;
-    case US_OR_SS: case OW_OR_OB: case OW_OR_US_OR_SS: return ValueType::Ambiguous;
+    case US_OR_SS:
+    case OW_OR_OB:
+    case OW_OR_US_OR_SS: return ValueType::Ambiguous;
     default: return ValueType::Unknown;
     }
 }
@@ -60,9 +111,15 @@ int MDDEntry::IsStringType(UINT16 vrCode) { return UShortToValueType(vrCode) == 
 
 unsigned MDDEntry::ValueWidth(UINT16 vrCode) {
     switch (UShortToValueType(vrCode)) {
-    case ValueType::UInt16: case ValueType::Int16: case ValueType::Tag: return 2;
-    case ValueType::UInt32: case ValueType::Int32: case ValueType::Float32: return 4;
-    case ValueType::UInt64: case ValueType::Int64: case ValueType::Float64: return 8;
+    case ValueType::UInt16:
+    case ValueType::Int16:
+    case ValueType::Tag: return 2;
+    case ValueType::UInt32:
+    case ValueType::Int32:
+    case ValueType::Float32: return 4;
+    case ValueType::UInt64:
+    case ValueType::Int64:
+    case ValueType::Float64: return 8;
     default: return 1;
     }
 }

@@ -31,19 +31,19 @@ constexpr UINT16 UT = make('U', 'T'), UV = make('U', 'V');
 // What the value bytes of an element of a VR hold.
 enum class ValueType {
     Unknown,
-    Text,       // character strings, multi-values separated by backslashes
-    UInt16,     // US, and OW words
-    Int16,      // SS
-    UInt32,     // UL, OL
-    Int32,      // SL
-    UInt64,     // UV, OV
-    Int64,      // SV
-    Float32,    // FL, OF
-    Float64,    // FD, OD
-    Bytes,      // OB, UN
-    Tag,        // AT: pairs of 16-bit group and element numbers
-    Sequence,   // SQ
-    Ambiguous   // US_OR_SS, OW_OR_OB, OW_OR_US_OR_SS
+    Text,      // character strings, multi-values separated by backslashes
+    UInt16,    // US, and OW words
+    Int16,     // SS
+    UInt32,    // UL, OL
+    Int32,     // SL
+    UInt64,    // UV, OV
+    Int64,     // SV
+    Float32,   // FL, OF
+    Float64,   // FD, OD
+    Bytes,     // OB, UN
+    Tag,       // AT: pairs of 16-bit group and element numbers
+    Sequence,  // SQ
+    Ambiguous  // US_OR_SS, OW_OR_OB, OW_OR_US_OR_SS
 };
 
 class MDDEntry {
@@ -56,7 +56,8 @@ public:
     static ValueType UShortToValueType(UINT16 vrCode);
     // 1 when the VR holds character strings (AE, AS, CS, DA, DS, DT, IS, LO, LT, PN, SH, ST, TM, UC, UI, UR, UT).
     static int IsStringType(UINT16 vrCode);
-    // Bytes per value for the byte-order swap: 2 (US, SS, OW, AT), 4 (UL, SL, FL, OF, OL), 8 (FD, OD, SV, UV, OV), else 1.
+    // Bytes per value for the byte-order swap: 2 (US, SS, OW, AT), 4 (UL, SL, FL, OF, OL), 8 (FD, OD, SV, UV, OV),
+    // else 1.
     static unsigned ValueWidth(UINT16 vrCode);
 };
 

@@ -62,8 +62,7 @@ public:
         if (itsStarted) inflateEnd(&itsStream);
     }
     bool Has(std::size_t end) override {
-        while (itsStart + itsWindow.size() < end && Inflate()) {
-        }
+        while (itsStart + itsWindow.size() < end && Inflate()) {}
         return itsStart + itsWindow.size() >= end;
     }
     const unsigned char* At(std::size_t position) override { return itsWindow.data() + (position - itsStart); }
@@ -75,8 +74,7 @@ public:
         itsSkipTo = std::max(itsSkipTo, before);
     }
     std::size_t Size() override {
-        while (Inflate()) {
-        }
+        while (Inflate()) {}
         return itsStart + itsWindow.size();
     }
 
@@ -111,7 +109,9 @@ private:
 class StructureScanner {
 public:
     StructureScanner(const unsigned char* bytes, std::size_t size, bool implicitLittleEndian)
-        : itsBytes(bytes), itsSize(size), itsImplicitLittleEndian(implicitLittleEndian) {}
+        : itsBytes(bytes),
+          itsSize(size),
+          itsImplicitLittleEndian(implicitLittleEndian) {}
 
     StructureScan Scan(std::size_t limit) {
         StructureScan scan;
@@ -145,11 +145,11 @@ private:
                     const std::size_t end = length == undefinedLength ? noEnd : position + length;
                     if (!itsFrames.empty() && itsFrames.back().sequence && end != noEnd &&
                         itsFrames.back().end != noEnd && end > itsFrames.back().end)
-                        Fault(scan, itsFrames.back().tag, "an item's length runs past the end of this sequence; what "
-                                                          "follows the sequence was read into the item");
+                        Fault(scan, itsFrames.back().tag,
+                              "an item's length runs past the end of this sequence; what "
+                              "follows the sequence was read into the item");
                     itsFrames.push_back({end, false, false, 0});
-                }
-                else if (element == 0xE00D && !itsFrames.empty() && !itsFrames.back().sequence)
+                } else if (element == 0xE00D && !itsFrames.empty() && !itsFrames.back().sequence)
                     depth -= Close();
                 else if (element == 0xE0DD)
                     depth -= CloseSequence();
@@ -171,14 +171,14 @@ private:
             } else {
                 length = Number32(position + 4);
                 position += 8;
-                sequence = length == undefinedLength ||
-                           InstanceSpecificDataDictionary::TypeVR(group, element) == VRCode::SQ;
+                sequence =
+                    length == undefinedLength || InstanceSpecificDataDictionary::TypeVR(group, element) == VRCode::SQ;
             }
             // Encapsulated pixel data holds items too, but DCMTK reads them without recursing.
             const bool counts = sequence && !(group == 0x7FE0 && element == 0x0010);
             if (sequence || length == undefinedLength) {
-                itsFrames.push_back(
-                    {length == undefinedLength ? noEnd : position + length, true, counts, UINT32(group) << 16 | element});
+                itsFrames.push_back({length == undefinedLength ? noEnd : position + length, true, counts,
+                                     UINT32(group) << 16 | element});
                 if (counts && ++depth > deepest) deepest = depth;
                 if (deepest > limit) break;
                 continue;
@@ -241,7 +241,8 @@ private:
         }
         // A bare data set: explicit VR when two capital letters follow the first tag.
         itsBigEndian = itsSize >= 2 && itsBytes[0] == 0 && itsBytes[1] != 0;
-        itsExplicitVR = itsSize >= 6 && itsBytes[4] >= 'A' && itsBytes[4] <= 'Z' && itsBytes[5] >= 'A' && itsBytes[5] <= 'Z';
+        itsExplicitVR =
+            itsSize >= 6 && itsBytes[4] >= 'A' && itsBytes[4] <= 'Z' && itsBytes[5] >= 'A' && itsBytes[5] <= 'Z';
         return 0;
     }
 

@@ -23,7 +23,12 @@ bool isAscii(const char* text, std::size_t length) {
 
 bool isConvertible(UINT16 vrCode) {
     switch (vrCode) {
-    case VRCode::PN: case VRCode::SH: case VRCode::LO: case VRCode::UC: case VRCode::ST: case VRCode::LT:
+    case VRCode::PN:
+    case VRCode::SH:
+    case VRCode::LO:
+    case VRCode::UC:
+    case VRCode::ST:
+    case VRCode::LT:
     case VRCode::UT: return true;
     default: return false;
     }
@@ -32,7 +37,9 @@ bool isConvertible(UINT16 vrCode) {
 const char* delimitersOf(UINT16 vrCode) {
     switch (vrCode) {
     case VRCode::PN: return "\\^=";
-    case VRCode::ST: case VRCode::LT: case VRCode::UT: return "\r\n\t\f";
+    case VRCode::ST:
+    case VRCode::LT:
+    case VRCode::UT: return "\r\n\t\f";
     default: return "\\";
     }
 }

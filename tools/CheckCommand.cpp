@@ -71,7 +71,8 @@ void printAsJson(const std::string& path, StoredObjectKind kind, const std::vect
     std::cout << "]}\n";
 }
 
-void printAsText(StoredObjectKind kind, const std::vector<std::string>& unheld, const std::vector<std::string>& faults) {
+void printAsText(StoredObjectKind kind, const std::vector<std::string>& unheld,
+                 const std::vector<std::string>& faults) {
     for (const std::string& element : unheld) {
         const std::string keyword = keywordAtEnd(element);
         std::cout << element << (keyword.empty() ? "" : "  # " + keyword) << '\n';
@@ -83,7 +84,8 @@ void printAsText(StoredObjectKind kind, const std::vector<std::string>& unheld, 
     // Values a validator such as dcmpschk would reject, found before the file is written.
     for (const std::string& fault : faults) std::cout << fault << '\n';
     if (!faults.empty())
-        std::cout << counted(faults.size(), "value") << (faults.size() == 1 ? " not valid for its VR\n" : " not valid for their VR\n");
+        std::cout << counted(faults.size(), "value")
+                  << (faults.size() == 1 ? " not valid for its VR\n" : " not valid for their VR\n");
 }
 
 int checkFile(const std::string& path, bool json) {

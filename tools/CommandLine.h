@@ -69,9 +69,9 @@ private:
     std::pair<std::string, std::string> itsOuter;
 };
 
-// Runs `each` on every operand in turn ("-" being standard input) and returns the worst exit code. With more than one file,
-// each file's output is headed by "==> FILE <==", and a failure on one file is reported on
-// standard error before the next file goes on.
+// Runs `each` on every operand in turn ("-" being standard input) and returns the worst exit code. With more than one
+// file, each file's output is headed by "==> FILE <==", and a failure on one file is reported on standard error before
+// the next file goes on.
 int forEachFile(const CommandArguments& command, const std::function<int(const std::string&)>& each);
 
 }  // namespace refcntr::cli

@@ -35,7 +35,9 @@ class Walk {
 public:
     explicit Walk(std::vector<std::string>* paths, std::vector<std::string>* changed = nullptr,
                   const std::function<bool(const MAttributeTag&)>* derived = nullptr)
-        : itsPaths(paths), itsChanged(changed), itsDerived(derived) {}
+        : itsPaths(paths),
+          itsChanged(changed),
+          itsDerived(derived) {}
 
     std::size_t dataSets(const DICOMObject& before, const DICOMObject& after, const std::string& prefix) {
         std::size_t lost = 0;

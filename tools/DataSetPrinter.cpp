@@ -17,7 +17,7 @@ namespace refcntr {
 
 namespace {
 
-constexpr unsigned shownBytes = 16;   // of a binary value
+constexpr unsigned shownBytes = 16;    // of a binary value
 constexpr unsigned shownNumbers = 32;  // of a numeric value
 
 void indent(std::ostream& out, unsigned level) {
@@ -52,8 +52,8 @@ void appendEncapsulated(std::string& line, const VR& element) {
     const unsigned char* bytes = element.GetData();
     std::size_t offset = 0, items = 0, tableLength = 0;
     while (offset + 8 <= element.GetLength()) {
-        const std::size_t length = bytes[offset + 4] | bytes[offset + 5] << 8 | bytes[offset + 6] << 16 |
-                                   std::size_t(bytes[offset + 7]) << 24;
+        const std::size_t length =
+            bytes[offset + 4] | bytes[offset + 5] << 8 | bytes[offset + 6] << 16 | std::size_t(bytes[offset + 7]) << 24;
         if (items++ == 0) tableLength = length;
         offset += 8 + length;
     }
@@ -120,12 +120,14 @@ void appendValue(std::string& line, const VR& element) {
         return;
     }
     switch (element.GetVRCode()) {
-    case VRCode::OB: case VRCode::OW: case VRCode::OF: case VRCode::OD: case VRCode::OL: case VRCode::OV:
-    case VRCode::UN:
-        appendBinary(line, element);
-        return;
-    default:
-        break;
+    case VRCode::OB:
+    case VRCode::OW:
+    case VRCode::OF:
+    case VRCode::OD:
+    case VRCode::OL:
+    case VRCode::OV:
+    case VRCode::UN: appendBinary(line, element); return;
+    default: break;
     }
     switch (MDDEntry::UShortToValueType(element.GetVRCode())) {
     case ValueType::Text: appendText(line, element); break;

@@ -40,8 +40,9 @@ int dumpFile(const CommandArguments& command, const std::string& path) {
     if (command.has("--raw") && (depth || module))
         throw UsageError("--raw prints elements, not containers: it does not go with --depth or --module");
     if (command.has("--json") && (depth || module || command.has("--raw") || command.has("--stored-bytes")))
-        throw UsageError("--json prints every element, in UTF-8: it does not go with --depth, --module, --raw or "
-                         "--stored-bytes");
+        throw UsageError(
+            "--json prints every element, in UTF-8: it does not go with --depth, --module, --raw or "
+            "--stored-bytes");
     const unsigned levels = depth ? levelCount(*depth) : 0;  // 0: every level
     if (module && !isModuleName(*module))
         throw UsageError("unknown module '" + *module + "' (a class name such as DisplayedAreaModule)");
@@ -74,8 +75,8 @@ int dumpFile(const CommandArguments& command, const std::string& path) {
     if (module) {
         const std::vector<std::string> names = moduleNamesOf(kind);
         if (std::find(names.begin(), names.end(), *module) == names.end())
-            throw Failure("'" + path + "' is a " + kindName(kind) + ", which has no " + *module +
-                          "; its modules are " + joined(names));
+            throw Failure("'" + path + "' is a " + kindName(kind) + ", which has no " + *module + "; its modules are " +
+                          joined(names));
     }
 
     if (kind == StoredObjectKind::Other) {

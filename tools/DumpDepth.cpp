@@ -15,8 +15,8 @@ std::string trimmed(const std::string& line) {
 
 std::string limitDumpDepth(const std::string& dump, unsigned levels) {
     std::string result;
-    unsigned open = 0;     // blocks open among those shown
-    unsigned hidden = 0;   // blocks open inside a collapsed one
+    unsigned open = 0;    // blocks open among those shown
+    unsigned hidden = 0;  // blocks open inside a collapsed one
     std::size_t start = 0;
     while (start < dump.size()) {
         std::size_t end = dump.find('\n', start);

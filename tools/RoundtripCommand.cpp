@@ -62,8 +62,8 @@ std::string counted(std::size_t count, const char* noun) {
 
 // Saves the containers over a copy of what was read, so that elements no container holds stay,
 // and carries those inside items across.
-void writeSaved(const DICOMDataObject& input, StoredObjectKind kind, const std::string& inPath,
-                const std::string& path, TransferSyntax syntax) {
+void writeSaved(const DICOMDataObject& input, StoredObjectKind kind, const std::string& inPath, const std::string& path,
+                TransferSyntax syntax) {
     DICOMDataObject result(input);
     try {
         createCompositeIOD(input)->save(result);

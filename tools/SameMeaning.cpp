@@ -63,7 +63,8 @@ std::string littleEndianBytes(const VR& element) {
 bool sameMeaning(const VR& before, const VR& after) {
     const UINT16 vrCode = before.GetVRCode();
     if (MDDEntry::IsStringType(vrCode) && MDDEntry::IsStringType(after.GetVRCode())) {
-        if (vrCode == VRCode::DS || vrCode == VRCode::IS) return sameNumbers(textOf(before), textOf(after), vrCode == VRCode::IS);
+        if (vrCode == VRCode::DS || vrCode == VRCode::IS)
+            return sameNumbers(textOf(before), textOf(after), vrCode == VRCode::IS);
         return trimmed(textOf(before), false) == trimmed(textOf(after), false);
     }
     return littleEndianBytes(before) == littleEndianBytes(after);

@@ -55,7 +55,10 @@ int escapedHighByte(const char* text, std::size_t left) {
 // The length of the UTF-8 character for U+00A0 and up that `bytes` start with, or 0.
 std::size_t characterLength(const unsigned char* bytes, std::size_t count) {
     const unsigned char lead = bytes[0];
-    const std::size_t length = lead >= 0xF0 && lead <= 0xF4 ? 4 : lead >= 0xE0 ? 3 : lead >= 0xC2 && lead < 0xE0 ? 2 : 0;
+    const std::size_t length = lead >= 0xF0 && lead <= 0xF4  ? 4
+                               : lead >= 0xE0                ? 3
+                               : lead >= 0xC2 && lead < 0xE0 ? 2
+                                                             : 0;
     if (length == 0 || length > count) return 0;
     for (std::size_t i = 1; i < length; ++i)
         if ((bytes[i] & 0xC0) != 0x80) return 0;

@@ -47,7 +47,8 @@ int tree(const std::vector<std::string>& arguments) {
 }  // namespace
 
 const Command treeCommand = {
-    "tree", "refcntr tree DICOMDIR... [--stored-bytes] [--json]", "list the patients, studies, series and images of a directory",
+    "tree", "refcntr tree DICOMDIR... [--stored-bytes] [--json]",
+    "list the patients, studies, series and images of a directory",
     "Lists the records of each media directory as a tree, one record per line and two spaces\n"
     "deeper per level: patients, their studies, their series, their images (and other\n"
     "records), each with the keys that tell it apart, for example\n"

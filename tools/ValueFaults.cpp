@@ -18,8 +18,14 @@ namespace {
 
 bool isChecked(UINT16 vrCode) {
     switch (vrCode) {
-    case VRCode::DA: case VRCode::TM: case VRCode::DT: case VRCode::UI: case VRCode::CS: case VRCode::AS:
-    case VRCode::IS: case VRCode::DS: return true;
+    case VRCode::DA:
+    case VRCode::TM:
+    case VRCode::DT:
+    case VRCode::UI:
+    case VRCode::CS:
+    case VRCode::AS:
+    case VRCode::IS:
+    case VRCode::DS: return true;
     default: return false;
     }
 }

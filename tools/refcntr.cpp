@@ -20,9 +20,8 @@ namespace {
 
 using refcntr::cli::Command;
 
-const Command* const commands[] = {&refcntr::cli::dumpCommand, &refcntr::cli::treeCommand,
-                                   &refcntr::cli::checkCommand, &refcntr::cli::roundtripCommand,
-                                   &refcntr::cli::appliesCommand};
+const Command* const commands[] = {&refcntr::cli::dumpCommand, &refcntr::cli::treeCommand, &refcntr::cli::checkCommand,
+                                   &refcntr::cli::roundtripCommand, &refcntr::cli::appliesCommand};
 
 std::string overallUsage() {
     std::string text;

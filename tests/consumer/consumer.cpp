@@ -17,6 +17,7 @@ int main(int argc, char** argv) {
     const std::unique_ptr<State> state(State::create(*data));
     std::istringstream dump(state->toString(0));
     for (std::string line; std::getline(dump, line);)
-        if (line.find("itsContentLabelElement") != std::string::npos) std::cout << line.substr(line.find("its")) << '\n';
+        if (line.find("itsContentLabelElement") != std::string::npos)
+            std::cout << line.substr(line.find("its")) << '\n';
     return 0;
 }

@@ -22,15 +22,15 @@ TEST(IntegerScanning, PadOverflowAndStopRules) {
         int result, value, error;
         long consumed;
     } cases[] = {
-        {"7", 1, 0, 0, 0, 1},                  // the first digit must not be the last byte
+        {"7", 1, 0, 0, 0, 1},  // the first digit must not be the last byte
         {"-7", 2, 0, 0, 0, 2},
         {"7 ", 2, 1, 7, 0, 2},
         {"  -42 ", 6, 1, -42, 0, 6},
         {"    ", 4, 0, 0, 0, 4},
-        {"12\\4", 4, 1, 12, 0, 3},             // stops past the backslash
-        {"1x", 2, 1, 1, 0, 2},                 // the last byte is never a terminator
+        {"12\\4", 4, 1, 12, 0, 3},  // stops past the backslash
+        {"1x", 2, 1, 1, 0, 2},      // the last byte is never a terminator
         {"12x4", 4, 0, 0, 0, 3},
-        {"12345678", 2, 1, 12, 0, 2},          // only `length` bytes
+        {"12345678", 2, 1, 12, 0, 2},  // only `length` bytes
         {"2147483647 ", 11, 1, INT_MAX, 0, 11},
         {"2147483648 ", 11, 1, INT_MAX, ERANGE, 10},
         {"-2147483648 ", 12, 1, INT_MIN, 0, 12},
@@ -53,10 +53,10 @@ TEST(SingleValues, ISAndDS) {
         unsigned length;
         int result;
         double value;
-    } isCases[] = {{"12", 2, 1, 12}, {" -8 ", 4, 1, -8}, {"3\\4 ", 4, 1, 3}, {"7", 1, 0, 0}, {"-7 ", 3, 0, 0},
-                   {"    ", 4, 0, 0}, {"12x ", 4, 0, 0}, {"2147483648", 10, 0, 0}, {nullptr, 2, 0, 0}},
+    } isCases[] = {{"12", 2, 1, 12},  {" -8 ", 4, 1, -8}, {"3\\4 ", 4, 1, 3},       {"7", 1, 0, 0},    {"-7 ", 3, 0, 0},
+                   {"    ", 4, 0, 0}, {"12x ", 4, 0, 0},  {"2147483648", 10, 0, 0}, {nullptr, 2, 0, 0}},
       dsCases[] = {{"1.5\\2.5 ", 8, 1, 1.5}, {"-2.5E3", 6, 1, -2500}, {"2.75123", 4, 1, 2.75}, {"1.5", 3, 0, 0},
-                   {"1.5x", 4, 0, 0},        {"abc ", 4, 0, 0},       {"1e999 ", 6, 0, 0},    {nullptr, 2, 0, 0}};
+                   {"1.5x", 4, 0, 0},        {"abc ", 4, 0, 0},       {"1e999 ", 6, 0, 0},     {nullptr, 2, 0, 0}};
     for (const auto& c : isCases) {
         int value = 99;
         EXPECT_EQ(ContainerUtils::parseIS(c.text, c.length, value), c.result) << c.text;
@@ -118,8 +118,8 @@ TEST(ValueArrays, DSValues) {
 
 TEST(ValueArrays, UntypedCopiesCountBytes) {
     const UINT16 words[] = {0x0102, 0x0304};
-    std::unique_ptr<unsigned char[]> copy(static_cast<unsigned char*>(ContainerUtils::copyArray(
-        static_cast<const void*>(words), 3)));
+    std::unique_ptr<unsigned char[]> copy(
+        static_cast<unsigned char*>(ContainerUtils::copyArray(static_cast<const void*>(words), 3)));
     EXPECT_EQ(std::memcmp(copy.get(), words, 3), 0);
     EXPECT_EQ(ContainerUtils::copyArray(words, 0), nullptr);
 }

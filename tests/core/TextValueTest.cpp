@@ -10,8 +10,8 @@ using refcntr::RWCString;
 using refcntr::TextValue;
 
 TEST(TextValue, EveryLengthComesBackThroughCopiesMovesAndAssignments) {
-    const RWCString texts[] = {"", "A", std::string(15, 'b'), std::string(16, 'c'), std::string(300, 'd'),
-                               std::string("with\0nul", 8)};
+    const RWCString texts[] = {
+        "", "A", std::string(15, 'b'), std::string(16, 'c'), std::string(300, 'd'), std::string("with\0nul", 8)};
     for (const RWCString& text : texts) {
         SCOPED_TRACE(text.size());
         TextValue value(text);

@@ -245,7 +245,8 @@ TEST(FileMetaInformation, VersionSetWithTheHeldBufferReportsNothingAndSetsNoBit)
     meta.setFileMetaInformationVersionElement(version, 2);
     meta.setFileMetaInformationVersionElementPresent(0);
     meta.setFileMetaInformationVersionElement(version, 2);
-    EXPECT_EQ(listener.heard, std::vector<std::string>{"elementUpdated FileMetaInformationModule.FileMetaInformationVersionElement"});
+    EXPECT_EQ(listener.heard,
+              std::vector<std::string>{"elementUpdated FileMetaInformationModule.FileMetaInformationVersionElement"});
     EXPECT_EQ(meta.isFileMetaInformationVersionElementPresent(), 0);
 }
 
@@ -268,12 +269,13 @@ TEST(DirectoryNotifications, RecordChangesReachTheIODWithTheirPaths) {
     const std::string icons = inRecord + ".IconImageSequenceElement.IconImageSequenceItem.RowsElement";
     EXPECT_EQ(onRecord.heard, (std::vector<std::string>{"elementUpdated DirectoryRecordSequenceItem.PatientIDElement",
                                                         "elementUpdated " + inRecord, "elementUpdated " + icons}));
-    const std::string top = "elementUpdated BasicDirectoryCompositeIOD.DirectoryInformationEntity.DirectoryInformationModule.";
+    const std::string top =
+        "elementUpdated BasicDirectoryCompositeIOD.DirectoryInformationEntity.DirectoryInformationModule.";
     const std::string records = top + "DirectoryRecordSequenceElement.";
-    EXPECT_EQ(onDirectory.heard, (std::vector<std::string>{
-                                     top + "Element", records + "DirectoryRecordSequenceItem.PatientIDElement",
-                                     records + inRecord, records + icons, top + "Element",
-                                     top + "FileSetConsistencyFlagElement"}));
+    EXPECT_EQ(onDirectory.heard,
+              (std::vector<std::string>{top + "Element", records + "DirectoryRecordSequenceItem.PatientIDElement",
+                                        records + inRecord, records + icons, top + "Element",
+                                        top + "FileSetConsistencyFlagElement"}));
 }
 
 TEST(DirectoryIOD, AssignmentCopiesTheSourcesEntitiesAndBecomesTheirParent) {
@@ -288,12 +290,15 @@ TEST(DirectoryIOD, AssignmentCopiesTheSourcesEntitiesAndBecomesTheirParent) {
     FileSetIdentificationModule& fileSet = *target->getDirectoryInformationEntity()->getFileSetIdentificationModule();
     EXPECT_NE(&fileSet, source->getDirectoryInformationEntity()->getFileSetIdentificationModule());
     fileSet.setFileSetIDElement("TARGET");
-    EXPECT_EQ(onTarget.heard, std::vector<std::string>{"elementUpdated BasicDirectoryCompositeIOD."
-                                                       "DirectoryInformationEntity.FileSetIdentificationModule.FileSetIDElement"});
-    EXPECT_EQ(source->getDirectoryInformationEntity()->getFileSetIdentificationModule()->getFileSetIDElement(), "SOURCE");
+    EXPECT_EQ(onTarget.heard,
+              std::vector<std::string>{"elementUpdated BasicDirectoryCompositeIOD."
+                                       "DirectoryInformationEntity.FileSetIdentificationModule.FileSetIDElement"});
+    EXPECT_EQ(source->getDirectoryInformationEntity()->getFileSetIdentificationModule()->getFileSetIDElement(),
+              "SOURCE");
 
     *target = BasicDirectoryCompositeIOD();
-    EXPECT_EQ(target->toString(0), "itsFileInformationEntity = <not present>\nitsDirectoryInformationEntity = <not present>");
+    EXPECT_EQ(target->toString(0),
+              "itsFileInformationEntity = <not present>\nitsDirectoryInformationEntity = <not present>");
 }
 
 }  // namespace

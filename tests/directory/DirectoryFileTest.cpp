@@ -47,16 +47,23 @@ const Image images[] = {
 void writeImage(const ScratchDirectory& scratch, const Image& image, unsigned number) {
     DcmFileFormat file;
     DcmDataset& data = *file.getDataset();
-    const std::pair<DcmTagKey, std::string> texts[] = {
-        {DCM_SOPClassUID, UID_SecondaryCaptureImageStorage}, {DCM_SOPInstanceUID, "2.25.9" + std::to_string(number)},
-        {DCM_PatientID, image.patientID}, {DCM_PatientName, image.patientName}, {DCM_StudyInstanceUID, image.study},
-        {DCM_SeriesInstanceUID, image.series}, {DCM_StudyDate, "20240102"}, {DCM_StudyTime, "101500"},
-        {DCM_StudyID, "S1"}, {DCM_AccessionNumber, "A1"}, {DCM_Modality, "OT"},
-        {DCM_SeriesNumber, image.seriesNumber}, {DCM_InstanceNumber, image.instanceNumber},
-        {DCM_PhotometricInterpretation, "MONOCHROME2"}};
+    const std::pair<DcmTagKey, std::string> texts[] = {{DCM_SOPClassUID, UID_SecondaryCaptureImageStorage},
+                                                       {DCM_SOPInstanceUID, "2.25.9" + std::to_string(number)},
+                                                       {DCM_PatientID, image.patientID},
+                                                       {DCM_PatientName, image.patientName},
+                                                       {DCM_StudyInstanceUID, image.study},
+                                                       {DCM_SeriesInstanceUID, image.series},
+                                                       {DCM_StudyDate, "20240102"},
+                                                       {DCM_StudyTime, "101500"},
+                                                       {DCM_StudyID, "S1"},
+                                                       {DCM_AccessionNumber, "A1"},
+                                                       {DCM_Modality, "OT"},
+                                                       {DCM_SeriesNumber, image.seriesNumber},
+                                                       {DCM_InstanceNumber, image.instanceNumber},
+                                                       {DCM_PhotometricInterpretation, "MONOCHROME2"}};
     for (const auto& [tag, value] : texts) ASSERT_TRUE(data.putAndInsertString(tag, value.c_str()).good());
-    const std::pair<DcmTagKey, Uint16> numbers[] = {{DCM_SamplesPerPixel, 1}, {DCM_Rows, 8},     {DCM_Columns, 8},
-                                                    {DCM_BitsAllocated, 8},   {DCM_BitsStored, 8}, {DCM_HighBit, 7},
+    const std::pair<DcmTagKey, Uint16> numbers[] = {{DCM_SamplesPerPixel, 1},    {DCM_Rows, 8},       {DCM_Columns, 8},
+                                                    {DCM_BitsAllocated, 8},      {DCM_BitsStored, 8}, {DCM_HighBit, 7},
                                                     {DCM_PixelRepresentation, 0}};
     for (const auto& [tag, value] : numbers) ASSERT_TRUE(data.putAndInsertUint16(tag, value).good());
     Uint8 pixels[64];
@@ -125,7 +132,9 @@ protected:
         for (const Image& image : images) writeImage(*scratch, image, ++number);
         const std::string tools = REFCNTR_DCMTK_BIN_DIR;
         const std::string in = "cd " + testfiles::quoted(scratch->Path().string()) + " && ";
-        ASSERT_EQ(testfiles::runCommand(in + tools + "/dcmmkdir -q --recurse +F REFCNTR_TEST +X -Xs 16 +D DICOMDIR PAT1 PAT2"), 0);
+        ASSERT_EQ(testfiles::runCommand(in + tools +
+                                        "/dcmmkdir -q --recurse +F REFCNTR_TEST +X -Xs 16 +D DICOMDIR PAT1 PAT2"),
+                  0);
         ASSERT_EQ(testfiles::runCommand(in + tools + "/dcmconv -q +tb DICOMDIR BIGDIR"), 0);
     }
     static void TearDownTestSuite() { delete scratch; }
@@ -135,7 +144,9 @@ protected:
             BasicDirectoryCompositeIOD::create(*readDicomFile(scratch->File(name))));
     }
     static const DirectoryRecordSequence& recordsOf(const BasicDirectoryCompositeIOD& directory) {
-        return directory.getDirectoryInformationEntity()->getDirectoryInformationModule()->getDirectoryRecordSequenceElement();
+        return directory.getDirectoryInformationEntity()
+            ->getDirectoryInformationModule()
+            ->getDirectoryRecordSequenceElement();
     }
 
     static ScratchDirectory* scratch;
@@ -181,7 +192,8 @@ TEST_F(DirectoryFile, RecordsMatchDCMTKsParseAndTheirOffsetsLinkPatientsToImages
     EXPECT_EQ(fileIDs, expectedIDs);
 
     // Walk the tree through the stored offsets: two patients, each down to its images.
-    const DirectoryInformationModule& module = *directory->getDirectoryInformationEntity()->getDirectoryInformationModule();
+    const DirectoryInformationModule& module =
+        *directory->getDirectoryInformationEntity()->getDirectoryInformationModule();
     const char* const levels[] = {"PATIENT", "STUDY", "SERIES", "IMAGE"};
     std::map<std::string, unsigned> seen;
     std::function<void(UINT32, unsigned)> walk = [&](UINT32 offset, unsigned level) {
@@ -272,7 +284,10 @@ TEST_F(DirectoryFile, WordPixelDataAndPaletteSurviveABigEndianFile) {
     record->setDirectoryRecordTypeElement("IMAGE");
     record->getIconImageSequenceElement().addItem(icon);
     std::unique_ptr<BasicDirectoryCompositeIOD> directory(BasicDirectoryCompositeIOD::create(DICOMDataObject()));
-    directory->getDirectoryInformationEntity()->getDirectoryInformationModule()->getDirectoryRecordSequenceElement().addItem(record);
+    directory->getDirectoryInformationEntity()
+        ->getDirectoryInformationModule()
+        ->getDirectoryRecordSequenceElement()
+        .addItem(record);
     DICOMDataObject saved(BigEndian);
     directory->save(saved);
     writeDicomFile(scratch->File("WORDS"), saved, TransferSyntax::ExplicitBig);

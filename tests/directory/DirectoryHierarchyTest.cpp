@@ -61,7 +61,7 @@ std::string describe(const Record& record) {
 std::string treeOf(const DirectoryFile& file) {
     std::string tree;
     std::function<void(const std::vector<Record*>&, Record*, int)> level = [&](const std::vector<Record*>& records,
-                                                                                Record* parent, int depth) {
+                                                                               Record* parent, int depth) {
         for (Record* record : records) {
             tree += std::string(2 * depth, ' ') + describe(*record) + "\n";
             EXPECT_EQ(file.parent(*record), parent) << describe(*record);
@@ -234,13 +234,14 @@ void writeWithPydicom(const std::string& from, const std::string& to) {
     if (testfiles::runCommand("/usr/bin/python3 -c 'import pydicom.fileset' 2>/dev/null") != 0) return;
     const std::filesystem::path folder = std::filesystem::path(from).parent_path();
     const std::string script = (folder / "fileset.py").string();
-    testfiles::writeWholeFile(script, "import sys\n"
-                                      "from pydicom.fileset import FileSet\n"
-                                      "fs = FileSet()\n"
-                                      "for path in sys.argv[2:]: fs.add(path)\n"
-                                      "fs.write(sys.argv[1])\n");
-    std::string command = "/usr/bin/python3 " + testfiles::quoted(script) + " " +
-                          testfiles::quoted((folder / "PYSET").string());
+    testfiles::writeWholeFile(script,
+                              "import sys\n"
+                              "from pydicom.fileset import FileSet\n"
+                              "fs = FileSet()\n"
+                              "for path in sys.argv[2:]: fs.add(path)\n"
+                              "fs.write(sys.argv[1])\n");
+    std::string command =
+        "/usr/bin/python3 " + testfiles::quoted(script) + " " + testfiles::quoted((folder / "PYSET").string());
     for (const char* image : {"IM1", "IM2", "IM3", "IM4"})
         command += " " + testfiles::quoted((folder / "IMAGES" / image).string());
     ASSERT_EQ(testfiles::runCommand(command), 0);
@@ -346,8 +347,11 @@ TEST_F(DirectoryHierarchy, RecordsOutsideTheHierarchy) {
         r.setPatientNameElement("Bypass^Bob");
         r.setPatientIDElement("P3");
     });
-    file->directory().getDirectoryInformationEntity()->getDirectoryInformationModule()
-        ->getDirectoryRecordSequenceElement().addItem(direct);
+    file->directory()
+        .getDirectoryInformationEntity()
+        ->getDirectoryInformationModule()
+        ->getDirectoryRecordSequenceElement()
+        .addItem(direct);
     file->write(scratch->File("BYPASS"), TransferSyntax::ExplicitLittle);
     EXPECT_EQ(dcmtkTree(scratch->File("BYPASS")), twoPatients + "PATIENT Bypass^Bob\n");
     EXPECT_EQ(file->roots().back(), direct);
@@ -416,7 +420,9 @@ TEST_P(DirectoryWrite, ASeriesAddedUnderAStudy) {
 TEST_P(DirectoryWrite, AStudyRemovedWithItsSubtree) {
     const auto file = DirectoryFile::read(original());
     file->removeRecord(findRecord(*file, "STUDY 2.25.201"));
-    const auto& records = file->directory().getDirectoryInformationEntity()->getDirectoryInformationModule()
+    const auto& records = file->directory()
+                              .getDirectoryInformationEntity()
+                              ->getDirectoryInformationModule()
                               ->getDirectoryRecordSequenceElement();
     EXPECT_EQ(records.length(), 6u);
     const std::string janeOnly = twoPatients.substr(0, twoPatients.find("PATIENT Roe"));
@@ -436,8 +442,9 @@ TEST_P(DirectoryWrite, ADirectoryBuiltFromNothing) {
     file->addRecord(series, study);
     file->addRecord(newImage("2.25.711"), series);
     file->addRecord(newImage("2.25.712"), series);
-    expectWritten(*file, "PATIENT Poe^Edgar\n  STUDY 2.25.7\n    SERIES 2.25.71\n"
-                         "      IMAGE 2.25.711\n      IMAGE 2.25.712\n");
+    expectWritten(*file,
+                  "PATIENT Poe^Edgar\n  STUDY 2.25.7\n    SERIES 2.25.71\n"
+                  "      IMAGE 2.25.711\n      IMAGE 2.25.712\n");
 }
 
 TEST_P(DirectoryWrite, DirectoriesWrittenOtherwise) {

@@ -60,33 +60,51 @@ TEST_F(Examples, LoadEditSaveTellsEachListenerWhatConcernsItsImagesAndWritesTheE
     const Outcome result = Run("load_edit_save", quoted(Sample()) + " " + quoted(out));
     ASSERT_EQ(result.exitCode, 0) << result.err;
     const std::string state = "GrayscaleSoftcopyPresentationStateCompositeIOD.PresentationInformationEntity.";
-    const std::string area = state + "DisplayedAreaModule.DisplayedAreaSelectionSequenceElement.DisplayedAreaSelectionSequenceItem.";
-    const std::string text = state + "GraphicAnnotationModule.GraphicAnnotationSequenceElement.GraphicAnnotationSequenceItem."
-                                     "GraphicAnnotationSequenceElement.TextObjectSequenceElement.TextObjectSequenceItem.";
-    EXPECT_EQ(result.out,
-              "Loaded " + Sample() +
-                  "\n"
-                  "The viewer shows frame 1 of image 2.25.182736450918273645091827364509182736451\n"
-                  "\n"
-                  "Edit 1: the displayed area of the shown frame now ends at column 400, row 420\n"
-                  "  every image heard elementUpdated " + area + "DisplayedAreaBRHCElement\n"
-                  "  shown image heard elementUpdated " + area + "DisplayedAreaBRHCElement\n"
-                  "  shown frame heard elementUpdated " + area + "DisplayedAreaBRHCElement\n"
-                  "Edit 2: graphic annotation 0 gets the text \"Reviewed\"\n"
-                  "  every image heard elementUpdated " + text + "UnformattedTextValueElement\n"
-                  "  shown image heard nothing\n"
-                  "  shown frame heard nothing\n"
-                  "Edit 3: a displayed area for the whole shown image is scaled to fit\n"
-                  "  every image heard elementUpdated " + area + "PresentationSizeModeElement\n"
-                  "  shown image heard elementUpdated " + area + "PresentationSizeModeElement\n"
-                  "  shown frame heard nothing\n"
-                  "Edit 4: the displayed area of every other image is shown at true size\n"
-                  "  every image heard elementUpdated " + area + "PresentationSizeModeElement\n"
-                  "  every image heard elementUpdated " + area + "PresentationPixelSpacingElement\n"
-                  "  shown image heard nothing\n"
-                  "  shown frame heard nothing\n"
-                  "\n"
-                  "Wrote " + out + "\n");
+    const std::string area =
+        state + "DisplayedAreaModule.DisplayedAreaSelectionSequenceElement.DisplayedAreaSelectionSequenceItem.";
+    const std::string text = state +
+                             "GraphicAnnotationModule.GraphicAnnotationSequenceElement.GraphicAnnotationSequenceItem."
+                             "GraphicAnnotationSequenceElement.TextObjectSequenceElement.TextObjectSequenceItem.";
+    EXPECT_EQ(result.out, "Loaded " + Sample() +
+                              "\n"
+                              "The viewer shows frame 1 of image 2.25.182736450918273645091827364509182736451\n"
+                              "\n"
+                              "Edit 1: the displayed area of the shown frame now ends at column 400, row 420\n"
+                              "  every image heard elementUpdated " +
+                              area +
+                              "DisplayedAreaBRHCElement\n"
+                              "  shown image heard elementUpdated " +
+                              area +
+                              "DisplayedAreaBRHCElement\n"
+                              "  shown frame heard elementUpdated " +
+                              area +
+                              "DisplayedAreaBRHCElement\n"
+                              "Edit 2: graphic annotation 0 gets the text \"Reviewed\"\n"
+                              "  every image heard elementUpdated " +
+                              text +
+                              "UnformattedTextValueElement\n"
+                              "  shown image heard nothing\n"
+                              "  shown frame heard nothing\n"
+                              "Edit 3: a displayed area for the whole shown image is scaled to fit\n"
+                              "  every image heard elementUpdated " +
+                              area +
+                              "PresentationSizeModeElement\n"
+                              "  shown image heard elementUpdated " +
+                              area +
+                              "PresentationSizeModeElement\n"
+                              "  shown frame heard nothing\n"
+                              "Edit 4: the displayed area of every other image is shown at true size\n"
+                              "  every image heard elementUpdated " +
+                              area +
+                              "PresentationSizeModeElement\n"
+                              "  every image heard elementUpdated " +
+                              area +
+                              "PresentationPixelSpacingElement\n"
+                              "  shown image heard nothing\n"
+                              "  shown frame heard nothing\n"
+                              "\n"
+                              "Wrote " +
+                              out + "\n");
 
     DcmFileFormat file;
     ASSERT_TRUE(file.loadFile(out.c_str()).good());
@@ -95,8 +113,9 @@ TEST_F(Examples, LoadEditSaveTellsEachListenerWhatConcernsItsImagesAndWritesTheE
               "400\\420");
     EXPECT_EQ(valueAt(data, {{DCM_DisplayedAreaSelectionSequence, 1}}, DCM_PresentationSizeMode), "TRUE SIZE");
     EXPECT_EQ(valueAt(data, {{DCM_DisplayedAreaSelectionSequence, 2}}, DCM_PresentationSizeMode), "SCALE TO FIT");
-    EXPECT_EQ(valueAt(data, {{DCM_GraphicAnnotationSequence, 0}, {DCM_TextObjectSequence, 0}}, DCM_UnformattedTextValue),
-              "Reviewed");
+    EXPECT_EQ(
+        valueAt(data, {{DCM_GraphicAnnotationSequence, 0}, {DCM_TextObjectSequence, 0}}, DCM_UnformattedTextValue),
+        "Reviewed");
     // What was not edited is as it was, the viewer's private block included.
     EXPECT_EQ(valueAt(data, {{DCM_DisplayedAreaSelectionSequence, 0}}, DCM_DisplayedAreaTopLeftHandCorner), "97\\65");
     EXPECT_EQ(valueAt(data, {}, DcmTagKey(0x0023, 0x1046)), "UNSHARP_MASK");
@@ -119,7 +138,8 @@ TEST_F(Examples, BuildFromNothingWritesAPresentationStateThatDcmpschkAccepts) {
     const std::string out = scratch.File("new.dcm");
     const Outcome result = Run("build_from_nothing", quoted(out));
     ASSERT_EQ(result.exitCode, 0) << result.err;
-    EXPECT_TRUE(contains(result.out, "itsUnformattedTextValueElement = \"Nodule 8 mm, right upper lobe\"")) << result.out;
+    EXPECT_TRUE(contains(result.out, "itsUnformattedTextValueElement = \"Nodule 8 mm, right upper lobe\""))
+        << result.out;
     EXPECT_TRUE(contains(result.out, "\nWrote " + out + "\n")) << result.out;
 
     ExpectDcmpschkAccepts(out);
@@ -172,7 +192,8 @@ TEST_F(Examples, EditDirectoryAddsASeriesRenamesAPatientAndRemovesAStudy) {
               "Added series 99 with one image under study S1 of Doe^Jane\n"
               "Renamed patient Doe^Jane to Doe^Janet\n"
               "Removed study S7 of Roe^Richard\n"
-              "Wrote " + out + "\n");
+              "Wrote " +
+                  out + "\n");
 
     EXPECT_EQ(refcntr::testfiles::dcmtkHierarchy(out),
               "PATIENT Doe^Janet\n"

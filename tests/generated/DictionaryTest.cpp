@@ -71,7 +71,8 @@ struct Row {
 std::vector<Row> everyRow() {
     std::vector<Row> rows;
     auto add = [&rows](const ClassDescription& description) {
-        for (unsigned i = 0; i < description.attributeCount; ++i) rows.push_back({&description, &description.attributes[i]});
+        for (unsigned i = 0; i < description.attributeCount; ++i)
+            rows.push_back({&description, &description.attributes[i]});
     };
     auto addAll = [&add](const auto&... descriptions) { (add(descriptions), ...); };
     generated::Items<std::tuple>* items = nullptr;
@@ -106,8 +107,8 @@ TEST(Dictionary, EverySchemaRowMatchesTheStandardDictionary) {
         if (renamed != spelledDifferently.end()) expected = renamed->second;
         const std::string keyword = entry->getTagName();
         EXPECT_TRUE(keyword == expected || keyword == "RETIRED_" + expected) << "dictionary keyword " << keyword;
-        EXPECT_EQ(vrChoices(entry->getVR().getVRName()), vrChoices(attribute.vr)) << "dictionary VR "
-                                                                                 << entry->getVR().getVRName();
+        EXPECT_EQ(vrChoices(entry->getVR().getVRName()), vrChoices(attribute.vr))
+            << "dictionary VR " << entry->getVR().getVRName();
     }
     dcmDataDict.rdunlock();
 }

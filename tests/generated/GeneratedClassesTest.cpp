@@ -25,9 +25,7 @@ bool hasNotPresentLine(const std::string& dump, const char* name) {
     return position != std::string::npos && (position == 0 || dump[position - 1] == ' ' || dump[position - 1] == '\n');
 }
 
-bool expectedAfterCreate(const AttributeDescription& attribute) {
-    return !attribute.notRead;
-}
+bool expectedAfterCreate(const AttributeDescription& attribute) { return !attribute.notRead; }
 
 template <class Container>
 class AttributeContainer : public ::testing::Test {};

@@ -26,9 +26,7 @@ struct Concatenate<::testing::Types<First...>, ::testing::Types<Second...>> {
 using Holders = Concatenate<generated::Entities<::testing::Types>, generated::IODs<::testing::Types>>::type;
 TYPED_TEST_SUITE(HolderClass, Holders);
 
-std::string member(const AttributeDescription& child) {
-    return std::string("its") + child.name;
-}
+std::string member(const AttributeDescription& child) { return std::string("its") + child.name; }
 
 TYPED_TEST(HolderClass, DefaultHoldsNothingDumpsNotPresentAndSavesNothing) {
     TypeParam holder;

@@ -19,10 +19,10 @@ inline UINT16 plainCodeFor(const AttributeDescription& attribute) {
                                                                      attribute.group)
                             : InstanceSpecificDataDictionary::TypeVR(attribute.group, attribute.element);
     switch (code) {
-        case VRCode::US_OR_SS: return VRCode::US;
-        case VRCode::OW_OR_OB: return VRCode::OW;
-        case VRCode::OW_OR_US_OR_SS: return VRCode::US;
-        default: return code;
+    case VRCode::US_OR_SS: return VRCode::US;
+    case VRCode::OW_OR_OB: return VRCode::OW;
+    case VRCode::OW_OR_US_OR_SS: return VRCode::US;
+    default: return code;
     }
 }
 
@@ -37,31 +37,31 @@ std::vector<unsigned char> bytesOf(std::initializer_list<T> values) {
 inline std::vector<unsigned char> sampleValue(const AttributeDescription& attribute) {
     auto text = [](const char* value) { return std::vector<unsigned char>(value, value + std::strlen(value)); };
     switch (attribute.kind) {
-        case AttributeKind::Text: return text("SAMPLE");
-        case AttributeKind::Texts: return text("AB\\CDE");
-        case AttributeKind::IS: return text("12");
-        case AttributeKind::DS: return text("1.5 ");
-        case AttributeKind::ISArray: return text("1\\2 ");
-        case AttributeKind::DSArray: return text("1.5\\2 ");
-        case AttributeKind::AETitle: return text("STATION1");
-        case AttributeKind::US:
-        case AttributeKind::USOrSS: return bytesOf<UINT16>({7});
-        case AttributeKind::SS: return bytesOf<INT16>({-7});
-        case AttributeKind::UL: return bytesOf<UINT32>({70000});
-        case AttributeKind::FL: return bytesOf<float>({1.5f});
-        case AttributeKind::Bytes: return {1, 2, 3, 4};
-        case AttributeKind::RawArray:
-        case AttributeKind::AmbiguousArray: {
-            const std::string type = attribute.valueType;
-            if (type == "INT16") return bytesOf<INT16>({-1, 2});
-            if (type == "int") return bytesOf<int>({-100000, 2});
-            if (type == "UINT32") return bytesOf<UINT32>({1, 100000});
-            if (type == "float") return bytesOf<float>({1.5f, -2.25f});
-            if (type == "double") return bytesOf<double>({1.5, -2.25});
-            if (type == "unsigned char") return {1, 2, 3, 4};
-            return bytesOf<UINT16>({1, 65535});
-        }
-        default: return {};
+    case AttributeKind::Text: return text("SAMPLE");
+    case AttributeKind::Texts: return text("AB\\CDE");
+    case AttributeKind::IS: return text("12");
+    case AttributeKind::DS: return text("1.5 ");
+    case AttributeKind::ISArray: return text("1\\2 ");
+    case AttributeKind::DSArray: return text("1.5\\2 ");
+    case AttributeKind::AETitle: return text("STATION1");
+    case AttributeKind::US:
+    case AttributeKind::USOrSS: return bytesOf<UINT16>({7});
+    case AttributeKind::SS: return bytesOf<INT16>({-7});
+    case AttributeKind::UL: return bytesOf<UINT32>({70000});
+    case AttributeKind::FL: return bytesOf<float>({1.5f});
+    case AttributeKind::Bytes: return {1, 2, 3, 4};
+    case AttributeKind::RawArray:
+    case AttributeKind::AmbiguousArray: {
+        const std::string type = attribute.valueType;
+        if (type == "INT16") return bytesOf<INT16>({-1, 2});
+        if (type == "int") return bytesOf<int>({-100000, 2});
+        if (type == "UINT32") return bytesOf<UINT32>({1, 100000});
+        if (type == "float") return bytesOf<float>({1.5f, -2.25f});
+        if (type == "double") return bytesOf<double>({1.5, -2.25});
+        if (type == "unsigned char") return {1, 2, 3, 4};
+        return bytesOf<UINT16>({1, 65535});
+    }
+    default: return {};
     }
 }
 

@@ -74,20 +74,23 @@ TEST(PrivateDictionary, ViewerEntriesHaveTheirVRs) {
         const char* keyword;
     };
     const Expected expected[] = {
-        {0x51, VRCode::LT, "ZORVIKViewerLayoutInfo"},   {0x44, VRCode::LO, "ZORVIKSpineLabelSet"},
+        {0x51, VRCode::LT, "ZORVIKViewerLayoutInfo"},          {0x44, VRCode::LO, "ZORVIKSpineLabelSet"},
         {0x53, VRCode::LT, "ZORVIKStudyPresentationStepInfo"}, {0x46, VRCode::LO, "ZORVIKSharpenType"},
-        {0x47, VRCode::US, "ZORVIKSharpenKernelRows"},  {0x48, VRCode::US, "ZORVIKSharpenKernelCols"},
+        {0x47, VRCode::US, "ZORVIKSharpenKernelRows"},         {0x48, VRCode::US, "ZORVIKSharpenKernelCols"},
         {0x49, VRCode::FL, "ZORVIKSharpenKernelData"},
     };
     for (const Expected& entry : expected) {
-        const PrivateDictionaryEntry* found = PrivateDataDictionary::Find(ZORVIKPrivateCreator, ZORVIKPrivateGroup, entry.offset);
+        const PrivateDictionaryEntry* found =
+            PrivateDataDictionary::Find(ZORVIKPrivateCreator, ZORVIKPrivateGroup, entry.offset);
         ASSERT_NE(nullptr, found) << entry.keyword;
         EXPECT_EQ(entry.vrCode, found->itsVRCode) << entry.keyword;
         EXPECT_STREQ(entry.keyword, found->itsKeyword);
-        EXPECT_EQ(entry.vrCode, InstanceSpecificDataDictionary::TypeVR(ZORVIKPrivateCreator, entry.offset, ZORVIKPrivateGroup));
+        EXPECT_EQ(entry.vrCode,
+                  InstanceSpecificDataDictionary::TypeVR(ZORVIKPrivateCreator, entry.offset, ZORVIKPrivateGroup));
     }
     int count = 0;
-    for (const PrivateDictionaryEntry* entry = PrivateDataDictionary::Entries(); entry->itsCreator != nullptr; ++entry) ++count;
+    for (const PrivateDictionaryEntry* entry = PrivateDataDictionary::Entries(); entry->itsCreator != nullptr; ++entry)
+        ++count;
     EXPECT_EQ(7, count);
 }
 

@@ -17,15 +17,17 @@ using namespace refcntr;
 
 namespace {
 
-VR* makeElement(UINT16 group, UINT16 element, UINT16 vrCode, const std::string& bytes, EndianType endian = LittleEndian) {
+VR* makeElement(UINT16 group, UINT16 element, UINT16 vrCode, const std::string& bytes,
+                EndianType endian = LittleEndian) {
     auto* result = new VR(group, element, vrCode, endian);
     result->SetData(bytes.data(), UINT32(bytes.size()));
     return result;
 }
 
 std::string bytesOf(const VR& element) {
-    return element.GetData() != nullptr ? std::string(reinterpret_cast<const char*>(element.GetData()), element.GetLength())
-                                        : std::string();
+    return element.GetData() != nullptr
+               ? std::string(reinterpret_cast<const char*>(element.GetData()), element.GetLength())
+               : std::string();
 }
 
 }  // namespace
@@ -213,7 +215,8 @@ TEST(PrivateReservation, EmptyDataSetGetsBlock10AndBadRequestsThrow) {
     EXPECT_EQ("ZORVIK0 ", bytesOf(*dataSet.GetVR(0x0023, 0x0010)));
     EXPECT_NE(nullptr, dataSet.GetVR(0x0023, 0x1051));
 
-    EXPECT_THROW(dataSet.ReplaceVR(ZORVIKPrivateCreator, makeElement(0x0010, 0x0010, VRCode::PN, "A")), RuntimeException);
+    EXPECT_THROW(dataSet.ReplaceVR(ZORVIKPrivateCreator, makeElement(0x0010, 0x0010, VRCode::PN, "A")),
+                 RuntimeException);
     EXPECT_THROW(dataSet.ReplaceVR(nullptr, makeElement(0x0023, 0x0051, VRCode::LT, "A")), RuntimeException);
     DICOMDataObject full;
     for (UINT16 block = 0x10; block <= 0xFF; ++block) full.ReplaceVR(makeElement(0x0029, block, VRCode::LO, "TAKEN "));
@@ -289,12 +292,43 @@ TEST(ElementValue, SetFromItsOwnBufferAndAdopt) {
 }
 
 TEST(ValueRepresentations, TextRoundTripsForEveryCode) {
-    const UINT16 codes[] = {VRCode::AE, VRCode::AS, VRCode::AT, VRCode::CS, VRCode::DA, VRCode::DS, VRCode::DT,
-                            VRCode::FD, VRCode::FL, VRCode::IS, VRCode::LO, VRCode::LT, VRCode::OB, VRCode::OD,
-                            VRCode::OF, VRCode::OL, VRCode::OV, VRCode::OW, VRCode::PN, VRCode::SH, VRCode::SL,
-                            VRCode::SQ, VRCode::SS, VRCode::ST, VRCode::SV, VRCode::TM, VRCode::UC, VRCode::UI,
-                            VRCode::UL, VRCode::UN, VRCode::UR, VRCode::US, VRCode::UT, VRCode::UV,
-                            VRCode::US_OR_SS, VRCode::OW_OR_OB, VRCode::OW_OR_US_OR_SS};
+    const UINT16 codes[] = {VRCode::AE,
+                            VRCode::AS,
+                            VRCode::AT,
+                            VRCode::CS,
+                            VRCode::DA,
+                            VRCode::DS,
+                            VRCode::DT,
+                            VRCode::FD,
+                            VRCode::FL,
+                            VRCode::IS,
+                            VRCode::LO,
+                            VRCode::LT,
+                            VRCode::OB,
+                            VRCode::OD,
+                            VRCode::OF,
+                            VRCode::OL,
+                            VRCode::OV,
+                            VRCode::OW,
+                            VRCode::PN,
+                            VRCode::SH,
+                            VRCode::SL,
+                            VRCode::SQ,
+                            VRCode::SS,
+                            VRCode::ST,
+                            VRCode::SV,
+                            VRCode::TM,
+                            VRCode::UC,
+                            VRCode::UI,
+                            VRCode::UL,
+                            VRCode::UN,
+                            VRCode::UR,
+                            VRCode::US,
+                            VRCode::UT,
+                            VRCode::UV,
+                            VRCode::US_OR_SS,
+                            VRCode::OW_OR_OB,
+                            VRCode::OW_OR_US_OR_SS};
     for (UINT16 code : codes) {
         const RWCString text = MDDEntry::UShortToTypeString(code);
         EXPECT_FALSE(text.empty()) << code;

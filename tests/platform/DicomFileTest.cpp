@@ -144,9 +144,11 @@ void expectBuiltContent(const DICOMObject& dataSet, EndianType endian) {
     EXPECT_EQ(-5, angle);
     EXPECT_EQ((std::vector<UINT32>{1, 70000, 3}), valuesOf<UINT32>(required(dataSet, 0x0008, 0x1161)));
     EXPECT_EQ((std::vector<INT32>{-97, 65}), valuesOf<INT32>(required(dataSet, 0x0070, 0x0052)));
-    EXPECT_EQ((std::vector<FLOAT>{280.5f, 190.0f, -312.25f, 1e-3f}), valuesOf<FLOAT>(required(dataSet, 0x0070, 0x0022)));
+    EXPECT_EQ((std::vector<FLOAT>{280.5f, 190.0f, -312.25f, 1e-3f}),
+              valuesOf<FLOAT>(required(dataSet, 0x0070, 0x0022)));
     EXPECT_EQ((std::vector<DOUBLE>{1234.5678}), valuesOf<DOUBLE>(required(dataSet, 0x0008, 0x2134)));
-    EXPECT_EQ((std::vector<UINT16>{0x0018, 0x1063, 0x0018, 0x1065}), valuesOf<UINT16>(required(dataSet, 0x0028, 0x0009)));
+    EXPECT_EQ((std::vector<UINT16>{0x0018, 0x1063, 0x0018, 0x1065}),
+              valuesOf<UINT16>(required(dataSet, 0x0028, 0x0009)));
     EXPECT_EQ(VRCode::AT, required(dataSet, 0x0028, 0x0009).GetVRCode());
 
     const VR& document = required(dataSet, 0x0042, 0x0011);
@@ -215,7 +217,8 @@ void expectSameElements(const DICOMObject& expected, const DICOMObject& actual, 
     for (std::size_t i = 0; i < left.size(); ++i) {
         const std::string tag = where + left[i]->GetTag().ToString();
         ASSERT_EQ(left[i]->GetTag(), right[i]->GetTag()) << tag << " vs " << right[i]->GetTag().ToString();
-        EXPECT_EQ(MDDEntry::UShortToTypeString(left[i]->GetVRCode()), MDDEntry::UShortToTypeString(right[i]->GetVRCode()))
+        EXPECT_EQ(MDDEntry::UShortToTypeString(left[i]->GetVRCode()),
+                  MDDEntry::UShortToTypeString(right[i]->GetVRCode()))
             << tag;
         const SequenceVR* leftSequence = left[i]->GetAsSequenceVR();
         const SequenceVR* rightSequence = right[i]->GetAsSequenceVR();
@@ -243,9 +246,9 @@ protected:
         buildDataSet(*file.getDataset());
         ASSERT_TRUE(file.saveFile(ExplicitLittle().c_str(), EXS_LittleEndianExplicit, EET_ExplicitLength).good());
         ASSERT_EQ(0, testfiles::runCommand(dcmtkTool("dcmconv") + " +tb " + testfiles::quoted(ExplicitLittle()) + " " +
-                                          testfiles::quoted(ExplicitBig())));
+                                           testfiles::quoted(ExplicitBig())));
         ASSERT_EQ(0, testfiles::runCommand(dcmtkTool("dcmconv") + " +ti " + testfiles::quoted(ExplicitLittle()) + " " +
-                                          testfiles::quoted(ImplicitLittle())));
+                                           testfiles::quoted(ImplicitLittle())));
     }
     static void TearDownTestSuite() {
         delete directory;
@@ -378,11 +381,12 @@ void writeThroughDcmtk(const std::string& path, const DICOMDataObject& dataSet, 
     DcmFileFormat file;
     for (const auto& element : dataSet) {
         DcmItem& destination = element->GetGroup() == 0x0002 ? static_cast<DcmItem&>(*file.getMetaInfo())
-                                                              : static_cast<DcmItem&>(*file.getDataset());
+                                                             : static_cast<DcmItem&>(*file.getDataset());
         ASSERT_TRUE(destination.insert(newDcmElement(*element), OFTrue).good());
     }
     ASSERT_TRUE(file.getMetaInfo()->putAndInsertString(DCM_TransferSyntaxUID, DcmXfer(dcmtkSyntax).getXferID()).good());
-    ASSERT_TRUE(file.saveFile(path.c_str(), dcmtkSyntax, lengths, EGL_recalcGL, EPD_noChange, 0, 0, EWM_fileformat).good());
+    ASSERT_TRUE(
+        file.saveFile(path.c_str(), dcmtkSyntax, lengths, EGL_recalcGL, EPD_noChange, 0, 0, EWM_fileformat).good());
 }
 
 // The data set is encoded byte for byte as DCMTK writes it from its own elements, with either
@@ -421,10 +425,12 @@ std::string storedForm(const DICOMObject& dataSet, const std::string& indent = "
     for (const auto& element : dataSet) {
         text += indent + element->GetTag().ToString() + " " + MDDEntry::UShortToTypeString(element->GetVRCode()) +
                 (element->GetEndian() == BigEndian ? " BE " : " LE ");
-        if (element->GetData() != nullptr) text.append(reinterpret_cast<const char*>(element->GetData()), element->GetLength());
+        if (element->GetData() != nullptr)
+            text.append(reinterpret_cast<const char*>(element->GetData()), element->GetLength());
         text += "\n";
         if (const SequenceVR* sequence = element->GetAsSequenceVR())
-            for (const DICOMDataObject* item : sequence->GetSequenceItems()) text += indent + "item\n" + storedForm(*item, indent + "  ");
+            for (const DICOMDataObject* item : sequence->GetSequenceItems())
+                text += indent + "item\n" + storedForm(*item, indent + "  ");
     }
     return text;
 }
@@ -473,12 +479,11 @@ std::string rawElement(UINT16 group, UINT16 element, const char* vr, const std::
 TEST_F(DcmtkFiles, CommonFilesDecodedStraightReadAsThroughDCMTK) {
     ScratchDirectory scratch;
     const std::string texts = scratch.File("texts.dcm");
-    const std::string item = rawElement(0x0008, 0x1150, "UI", std::string("1.2.3\0", 6)) +
-                             rawElement(0x0008, 0x1155, "UI", "1.2.34");
-    const std::string delimitedItem = std::string("\xFE\xFF\x00\xE0\xFF\xFF\xFF\xFF", 8) + item +
-                                      std::string("\xFE\xFF\x0D\xE0\x00\x00\x00\x00", 8);
-    const std::string definedItem = std::string("\xFE\xFF\x00\xE0", 4) +
-                                    std::string{char(item.size()), 0, 0, 0} + item;
+    const std::string item =
+        rawElement(0x0008, 0x1150, "UI", std::string("1.2.3\0", 6)) + rawElement(0x0008, 0x1155, "UI", "1.2.34");
+    const std::string delimitedItem =
+        std::string("\xFE\xFF\x00\xE0\xFF\xFF\xFF\xFF", 8) + item + std::string("\xFE\xFF\x0D\xE0\x00\x00\x00\x00", 8);
+    const std::string definedItem = std::string("\xFE\xFF\x00\xE0", 4) + std::string{char(item.size()), 0, 0, 0} + item;
     testfiles::writeWholeFile(
         texts, rawFile(rawElement(0x0008, 0x0000, "UL", std::string("\x10\x00\x00\x00", 4)) +
                        rawElement(0x0008, 0x0020, "DA", "20240101") + rawElement(0x0008, 0x0030, "TM", "1015  ") +
@@ -490,8 +495,8 @@ TEST_F(DcmtkFiles, CommonFilesDecodedStraightReadAsThroughDCMTK) {
                        rawElement(0x0010, 0x1010, "AS", "") + rawElement(0x0018, 0x0050, "DS", " 1.5") +
                        rawElement(0x0020, 0x0013, "IS", "12  ") + rawElement(0x0020, 0x4000, "LT", "X\\  ") +
                        rawElement(0x0040, 0xA160, "UT", "A   ") + rawElement(0x0070, 0x0006, "ST", "text  ")));
-    const std::string paths[] = {ExplicitLittle(), ExplicitBig(), REFCNTR_BINARY_DIR "/samples/grayscale-presentation-state.dcm",
-                                 texts};
+    const std::string paths[] = {ExplicitLittle(), ExplicitBig(),
+                                 REFCNTR_BINARY_DIR "/samples/grayscale-presentation-state.dcm", texts};
     for (const std::string& path : paths) {
         SCOPED_TRACE(path);
         const std::unique_ptr<DICOMDataObject> decoded = decodeFile(path);
@@ -522,7 +527,8 @@ TEST_F(DcmtkFiles, CommonFilesDecodedStraightReadAsThroughDCMTK) {
     for (const char* found : {"meta-element-given-twice.dcm", "uid-with-a-vertical-tab.dcm"}) {
         const std::string bytes = testfiles::readWholeFile(std::string(REFCNTR_TEST_DATA_DIR "/fuzz/") + found);
         ASSERT_FALSE(bytes.empty()) << found;
-        EXPECT_EQ(decodeCommonFile(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()), nullptr) << found;
+        EXPECT_EQ(decodeCommonFile(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()), nullptr)
+            << found;
     }
     // A meta group length that ends the meta header elsewhere than group 0002 ends: DCMTK
     // follows the length.
@@ -704,7 +710,8 @@ std::string encodedPixelData(const std::string& path) {
     const std::string bytes = testfiles::readWholeFile(path);
     std::size_t start = bytes.size();
     do start = bytes.rfind(std::string("\xe0\x7f\x10\x00", 4), start - 1);
-    while (start != std::string::npos && start > 0 && bytes.compare(start + 6, 6, std::string("\0\0\xff\xff\xff\xff", 6)) != 0);
+    while (start != std::string::npos && start > 0 &&
+           bytes.compare(start + 6, 6, std::string("\0\0\xff\xff\xff\xff", 6)) != 0);
     if (start == std::string::npos) return "";
     start += 12;
     std::size_t offset = start;
@@ -767,7 +774,8 @@ TEST_F(BadFiles, EncapsulatedPixelDataIsKeptInItsOwnTransferSyntaxOnly) {
         ADD_FAILURE() << "encapsulated pixel data were written in explicit VR little endian";
     } catch (const RuntimeException& error) {
         EXPECT_NE(std::string::npos, std::string(error.what()).find(other)) << error.what();
-        EXPECT_NE(std::string::npos, std::string(error.what()).find("encapsulated pixel data, which can be written only"))
+        EXPECT_NE(std::string::npos,
+                  std::string(error.what()).find("encapsulated pixel data, which can be written only"))
             << error.what();
     }
     EXPECT_FALSE(std::filesystem::exists(other));

@@ -27,7 +27,8 @@ TEST(TextEncoding, SingleAndMultiByteCharacterSetsGiveUTF8) {
     EXPECT_EQ("Buc^J\u00e9r\u00f4me", textInUTF8(latin.data(), latin.size(), "ISO_IR 100", VRCode::PN));
     // ISO 2022 escapes, reset at each component of the name.
     const std::string korean = "Hong^Gildong=\x1b$)C\xfb\xf3^\x1b$)C\xd1\xce\xd4\xd7";
-    EXPECT_EQ("Hong^Gildong=\u6d2a^\u5409\u6d1e", textInUTF8(korean.data(), korean.size(), "\\ISO 2022 IR 149", VRCode::PN));
+    EXPECT_EQ("Hong^Gildong=\u6d2a^\u5409\u6d1e",
+              textInUTF8(korean.data(), korean.size(), "\\ISO 2022 IR 149", VRCode::PN));
     const std::string chinese = "Wang^XiaoDong=\xcd\xf5^\xd0\xa1\xb6\xab=";
     EXPECT_EQ("Wang^XiaoDong=\u738b^\u5c0f\u4e1c=", textInUTF8(chinese.data(), chinese.size(), "GB18030", VRCode::PN));
     EXPECT_EQ("plain", textInUTF8("plain", 5, "", VRCode::LO));

@@ -28,7 +28,9 @@ struct Indexed<DisplayedAreaModule> {
     static const DisplayedAreaSelectionSequence& sequence(const DisplayedAreaModule& module) {
         return module.getDisplayedAreaSelectionSequenceElement();
     }
-    static DisplayedAreaSelectionSequence& sequence(DisplayedAreaModule& module) { return module.getDisplayedAreaSelectionSequenceElement(); }
+    static DisplayedAreaSelectionSequence& sequence(DisplayedAreaModule& module) {
+        return module.getDisplayedAreaSelectionSequenceElement();
+    }
 };
 
 template <>
@@ -37,7 +39,9 @@ struct Indexed<GraphicAnnotationModule> {
     static const GraphicAnnotationSequence& sequence(const GraphicAnnotationModule& module) {
         return module.getGraphicAnnotationSequenceElement();
     }
-    static GraphicAnnotationSequence& sequence(GraphicAnnotationModule& module) { return module.getGraphicAnnotationSequenceElement(); }
+    static GraphicAnnotationSequence& sequence(GraphicAnnotationModule& module) {
+        return module.getGraphicAnnotationSequenceElement();
+    }
 };
 
 template <>
@@ -46,7 +50,9 @@ struct Indexed<SoftcopyVOILUTModule> {
     static const SoftcopyVOILUTSequence& sequence(const SoftcopyVOILUTModule& module) {
         return module.getSoftcopyVOILUTSequenceElement();
     }
-    static SoftcopyVOILUTSequence& sequence(SoftcopyVOILUTModule& module) { return module.getSoftcopyVOILUTSequenceElement(); }
+    static SoftcopyVOILUTSequence& sequence(SoftcopyVOILUTModule& module) {
+        return module.getSoftcopyVOILUTSequenceElement();
+    }
 };
 
 struct Reference {

@@ -202,7 +202,8 @@ DcmItem* newItem(DcmItem& parent, const DcmTagKey& sequence) {
 void referenceImage(DcmItem& parent, const char* image, const char* frames) {
     DcmItem& item = *newItem(parent, DCM_ReferencedImageSequence);
     const bool multiFrame = image == std::string(multiFrameImage);
-    PUT(item.putAndInsertString(DCM_ReferencedSOPClassUID, multiFrame ? UID_XRayAngiographicImageStorage : UID_CTImageStorage));
+    PUT(item.putAndInsertString(DCM_ReferencedSOPClassUID,
+                                multiFrame ? UID_XRayAngiographicImageStorage : UID_CTImageStorage));
     PUT(item.putAndInsertString(DCM_ReferencedSOPInstanceUID, image));
     if (frames) {
         PUT(item.putAndInsertString(DCM_ReferencedFrameNumber, frames));
@@ -397,14 +398,25 @@ void addPrivateBlock(DcmItem& data, Uint16 block) {
 void writeCTImage(const std::string& path, bool tables) {
     DcmFileFormat file;
     DcmDataset& data = *file.getDataset();
-    const std::pair<DcmTagKey, const char*> texts[] = {
-        {DCM_SOPClassUID, UID_CTImageStorage}, {DCM_SOPInstanceUID, "2.25.4711"}, {DCM_PatientName, "Doe^Jane"},
-        {DCM_PatientID, "P1"}, {DCM_PatientBirthDate, "19700101"}, {DCM_PatientSex, "F"},
-        {DCM_StudyInstanceUID, "2.25.101"}, {DCM_StudyDate, "20240102"}, {DCM_StudyTime, "101500"},
-        {DCM_ReferringPhysicianName, "Ref^Doc"}, {DCM_StudyID, "S1"}, {DCM_AccessionNumber, "A1"},
-        {DCM_SeriesInstanceUID, "2.25.1011"}, {DCM_Modality, "CT"}, {DCM_SeriesNumber, "1"},
-        {DCM_InstanceNumber, "1"}, {DCM_Manufacturer, "Test"}, {DCM_PhotometricInterpretation, "MONOCHROME2"},
-        {DCM_PixelSpacing, "0.5\\0.5"}};
+    const std::pair<DcmTagKey, const char*> texts[] = {{DCM_SOPClassUID, UID_CTImageStorage},
+                                                       {DCM_SOPInstanceUID, "2.25.4711"},
+                                                       {DCM_PatientName, "Doe^Jane"},
+                                                       {DCM_PatientID, "P1"},
+                                                       {DCM_PatientBirthDate, "19700101"},
+                                                       {DCM_PatientSex, "F"},
+                                                       {DCM_StudyInstanceUID, "2.25.101"},
+                                                       {DCM_StudyDate, "20240102"},
+                                                       {DCM_StudyTime, "101500"},
+                                                       {DCM_ReferringPhysicianName, "Ref^Doc"},
+                                                       {DCM_StudyID, "S1"},
+                                                       {DCM_AccessionNumber, "A1"},
+                                                       {DCM_SeriesInstanceUID, "2.25.1011"},
+                                                       {DCM_Modality, "CT"},
+                                                       {DCM_SeriesNumber, "1"},
+                                                       {DCM_InstanceNumber, "1"},
+                                                       {DCM_Manufacturer, "Test"},
+                                                       {DCM_PhotometricInterpretation, "MONOCHROME2"},
+                                                       {DCM_PixelSpacing, "0.5\\0.5"}};
     for (const auto& [tag, value] : texts) PUT(data.putAndInsertString(tag, value));
     if (tables) {
         DcmItem& modality = *newItem(data, DCM_ModalityLUTSequence);
@@ -426,13 +438,16 @@ void writeCTImage(const std::string& path, bool tables) {
         PUT(data.putAndInsertUint16(DCM_ShutterPresentationValue, 100));
         addOverlay(data, 0x6000, false);
     } else {
-        const std::pair<DcmTagKey, const char*> window[] = {{DCM_WindowCenter, "40"}, {DCM_WindowWidth, "400"},
-                                                            {DCM_RescaleIntercept, "-1024"}, {DCM_RescaleSlope, "1"}};
+        const std::pair<DcmTagKey, const char*> window[] = {{DCM_WindowCenter, "40"},
+                                                            {DCM_WindowWidth, "400"},
+                                                            {DCM_RescaleIntercept, "-1024"},
+                                                            {DCM_RescaleSlope, "1"}};
         for (const auto& [tag, value] : window) PUT(data.putAndInsertString(tag, value));
     }
-    const std::pair<DcmTagKey, Uint16> numbers[] = {{DCM_SamplesPerPixel, 1}, {DCM_Rows, 8},       {DCM_Columns, 8},
-                                                    {DCM_BitsAllocated, 16},  {DCM_BitsStored, 12}, {DCM_HighBit, 11},
-                                                    {DCM_PixelRepresentation, 0}};
+    const std::pair<DcmTagKey, Uint16> numbers[] = {
+        {DCM_SamplesPerPixel, 1},    {DCM_Rows, 8},        {DCM_Columns, 8},
+        {DCM_BitsAllocated, 16},     {DCM_BitsStored, 12}, {DCM_HighBit, 11},
+        {DCM_PixelRepresentation, 0}};
     for (const auto& [tag, value] : numbers) PUT(data.putAndInsertUint16(tag, value));
     Uint16 pixels[64];
     for (unsigned i = 0; i < 64; ++i) pixels[i] = Uint16(i * 60);
@@ -446,17 +461,32 @@ void writeState(Kind kind, const std::string& path, TransferSyntax syntax) {
     const char* sopClass = kind == Kind::Grayscale ? UID_GrayscaleSoftcopyPresentationStateStorage
                            : kind == Kind::Color   ? UID_ColorSoftcopyPresentationStateStorage
                                                    : UID_PseudoColorSoftcopyPresentationStateStorage;
-    const std::pair<DcmTagKey, const char*> texts[] = {
-        {DCM_SOPClassUID, sopClass}, {DCM_SOPInstanceUID, "2.25.5001"}, {DCM_SpecificCharacterSet, "ISO_IR 100"},
-        {DCM_InstanceCreationDate, "20240314"}, {DCM_InstanceCreationTime, "101522"},
-        {DCM_PatientName, "Lindqvist^Maja"}, {DCM_PatientID, "PID-42"}, {DCM_PatientBirthDate, "19650723"},
-        {DCM_PatientSex, "F"}, {DCM_StudyInstanceUID, "2.25.301"}, {DCM_StudyDate, "20240312"},
-        {DCM_StudyTime, "093012"}, {DCM_ReferringPhysicianName, "Okafor^Chidi"}, {DCM_StudyID, "STU-1"},
-        {DCM_AccessionNumber, "ACC1"}, {DCM_Modality, "PR"}, {DCM_SeriesInstanceUID, "2.25.938"},
-        {DCM_SeriesNumber, "901"}, {DCM_Manufacturer, "Zorvik Imaging"}, {DCM_InstanceNumber, "3"},
-        {DCM_ContentLabel, "REVIEW"}, {DCM_ContentDescription, "Angio review"},
-        {DCM_PresentationCreationDate, "20240314"}, {DCM_PresentationCreationTime, "101522.25"},
-        {DCM_ContentCreatorName, "Okafor^Chidi"}, {DCM_ImageHorizontalFlip, "Y"}};
+    const std::pair<DcmTagKey, const char*> texts[] = {{DCM_SOPClassUID, sopClass},
+                                                       {DCM_SOPInstanceUID, "2.25.5001"},
+                                                       {DCM_SpecificCharacterSet, "ISO_IR 100"},
+                                                       {DCM_InstanceCreationDate, "20240314"},
+                                                       {DCM_InstanceCreationTime, "101522"},
+                                                       {DCM_PatientName, "Lindqvist^Maja"},
+                                                       {DCM_PatientID, "PID-42"},
+                                                       {DCM_PatientBirthDate, "19650723"},
+                                                       {DCM_PatientSex, "F"},
+                                                       {DCM_StudyInstanceUID, "2.25.301"},
+                                                       {DCM_StudyDate, "20240312"},
+                                                       {DCM_StudyTime, "093012"},
+                                                       {DCM_ReferringPhysicianName, "Okafor^Chidi"},
+                                                       {DCM_StudyID, "STU-1"},
+                                                       {DCM_AccessionNumber, "ACC1"},
+                                                       {DCM_Modality, "PR"},
+                                                       {DCM_SeriesInstanceUID, "2.25.938"},
+                                                       {DCM_SeriesNumber, "901"},
+                                                       {DCM_Manufacturer, "Zorvik Imaging"},
+                                                       {DCM_InstanceNumber, "3"},
+                                                       {DCM_ContentLabel, "REVIEW"},
+                                                       {DCM_ContentDescription, "Angio review"},
+                                                       {DCM_PresentationCreationDate, "20240314"},
+                                                       {DCM_PresentationCreationTime, "101522.25"},
+                                                       {DCM_ContentCreatorName, "Okafor^Chidi"},
+                                                       {DCM_ImageHorizontalFlip, "Y"}};
     for (const auto& [tag, value] : texts) PUT(data.putAndInsertString(tag, value));
     PUT(data.putAndInsertUint16(DCM_ImageRotation, 90));
 
@@ -545,15 +575,18 @@ void createAndSave(Kind kind, const DICOMDataObject& read, DICOMDataObject& targ
     switch (kind) {
     case Kind::Grayscale:
         std::unique_ptr<GrayscaleSoftcopyPresentationStateCompositeIOD>(
-            GrayscaleSoftcopyPresentationStateCompositeIOD::create(read))->save(target);
+            GrayscaleSoftcopyPresentationStateCompositeIOD::create(read))
+            ->save(target);
         return;
     case Kind::Color:
         std::unique_ptr<ColorSoftcopyPresentationStateCompositeIOD>(
-            ColorSoftcopyPresentationStateCompositeIOD::create(read))->save(target);
+            ColorSoftcopyPresentationStateCompositeIOD::create(read))
+            ->save(target);
         return;
     case Kind::PseudoColor:
         std::unique_ptr<PseudoColorSoftcopyPresentationStateCompositeIOD>(
-            PseudoColorSoftcopyPresentationStateCompositeIOD::create(read))->save(target);
+            PseudoColorSoftcopyPresentationStateCompositeIOD::create(read))
+            ->save(target);
         return;
     }
 }
@@ -567,8 +600,9 @@ protected:
         writeCTImage(scratch->File("CT.dcm"), false);
         writeCTImage(scratch->File("CT-TABLES.dcm"), true);
         const std::string in = "cd " + testfiles::quoted(scratch->Path().string()) + " && ";
-        for (const char* arguments : {"+te CT.dcm PS-EL.dcm", "+tb CT.dcm PS-EB.dcm", "+te CT-TABLES.dcm PS-TABLES-EL.dcm",
-                                      "+tb CT-TABLES.dcm PS-TABLES-EB.dcm", "+te -lm FSID 2.25.55 CT.dcm PS-MEDIA.dcm"})
+        for (const char* arguments :
+             {"+te CT.dcm PS-EL.dcm", "+tb CT.dcm PS-EB.dcm", "+te CT-TABLES.dcm PS-TABLES-EL.dcm",
+              "+tb CT-TABLES.dcm PS-TABLES-EB.dcm", "+te -lm FSID 2.25.55 CT.dcm PS-MEDIA.dcm"})
             ASSERT_EQ(testfiles::runCommand(in + REFCNTR_DCMTK_BIN_DIR "/dcmpsmk -q " + arguments), 0) << arguments;
         for (Kind kind : kinds)
             for (TransferSyntax syntax : syntaxes) writeState(kind, scratch->File(stateFile(kind, syntax)), syntax);
@@ -623,7 +657,8 @@ TEST_F(PresentationFile, DcmpsmkStateEditedInSeveralModulesPassesDcmpschkAndKeep
         PresentationInformationEntity& presentation = *state->getPresentationInformationEntity();
         presentation.getPresentationStateIdentificationModule()->setContentLabelElement("EDITED_LABEL");
         presentation.getPresentationStateIdentificationModule()->setContentDescriptionElement("Soft tissue, zoomed");
-        DisplayedAreaSelectionSequence& areas = presentation.getDisplayedAreaModule()->getDisplayedAreaSelectionSequenceElement();
+        DisplayedAreaSelectionSequence& areas =
+            presentation.getDisplayedAreaModule()->getDisplayedAreaSelectionSequenceElement();
         ASSERT_EQ(areas.length(), 1u);
         areas.at(0)->setPresentationSizeModeElement("TRUE SIZE");
         areas.at(0)->setPresentationPixelSpacingElement(new double[2]{0.25, 0.3125}, 2);
@@ -645,9 +680,9 @@ TEST_F(PresentationFile, DcmpsmkStateEditedInSeveralModulesPassesDcmpschkAndKeep
         EXPECT_EQ(DcmXfer(edited->getDataset()->getOriginalXfer()).getXfer(), dcmtkSyntax(syntax));
         DcmDataset& after = *edited->getDataset();
         DcmDataset& before = *original->getDataset();
-        const std::string expected[] = {"EDITED_LABEL", "Soft tissue, zoomed", "TRUE SIZE", "0.25\\0.3125\\",
-                                        "-60.5\\",      "350\\",               "INVERSE",   "CT HEAD EDITED",
-                                        "235959"};
+        const std::string expected[] = {
+            "EDITED_LABEL", "Soft tissue, zoomed", "TRUE SIZE", "0.25\\0.3125\\", "-60.5\\", "350\\",
+            "INVERSE",      "CT HEAD EDITED",      "235959"};
         for (unsigned i = 0; i < std::size(editedElements); ++i) {
             EXPECT_EQ(textOf(after, editedElements[i]), expected[i]) << tagText(editedElements[i].tag);
             EXPECT_NE(textOf(before, editedElements[i]), expected[i]) << tagText(editedElements[i].tag);
@@ -667,8 +702,9 @@ TEST_F(PresentationFile, DcmpsmkStateWithTablesShuttersAndOverlaySavedIntoAFresh
         const std::unique_ptr<DICOMDataObject> read = readDicomFile(scratch->File(name));
         std::unique_ptr<GrayscaleSoftcopyPresentationStateCompositeIOD> state(
             GrayscaleSoftcopyPresentationStateCompositeIOD::create(*read));
-        ASSERT_EQ(state->getPresentationInformationEntity()->getOverlayActivationModule()->getOverlayActivationLayerElement(),
-                  "OVERLAY");
+        ASSERT_EQ(
+            state->getPresentationInformationEntity()->getOverlayActivationModule()->getOverlayActivationLayerElement(),
+            "OVERLAY");
         DICOMDataObject fresh(read->GetEndian());
         state->save(fresh);
         for (TransferSyntax to : syntaxes) {
@@ -746,7 +782,8 @@ TEST_F(PresentationFile, StatesSavedIntoTheReadOrAFreshDataSetEqualTheOriginalIn
                         if (isFresh) delete expected.remove(i);
                     }
                     EXPECT_EQ(overlay6002, 9u) << where;
-                    const bool explicitVRs = from != TransferSyntax::ImplicitLittle && to != TransferSyntax::ImplicitLittle;
+                    const bool explicitVRs =
+                        from != TransferSyntax::ImplicitLittle && to != TransferSyntax::ImplicitLittle;
                     expectSameItem(expected, actual, where, explicitVRs);
                     expectSameMeta(*original, *written, to, where);
                 }
@@ -786,15 +823,22 @@ TEST_F(PresentationFile, ContainersHoldDCMTKsNumbersInEveryTransferSyntax) {
         EXPECT_EQ(overlay.getOverlayDataElement(0), 0x8001 + 0x6000);
         EXPECT_DOUBLE_EQ(overlay.getROIStandardDeviationElement(), -0.5);
 
-        const GraphicObjectSequenceItem& polyline =
-            *presentation.getGraphicAnnotationModule()->getGraphicAnnotationSequenceElement().at(1)->getGraphicObjectSequenceElement().at(0);
+        const GraphicObjectSequenceItem& polyline = *presentation.getGraphicAnnotationModule()
+                                                         ->getGraphicAnnotationSequenceElement()
+                                                         .at(1)
+                                                         ->getGraphicObjectSequenceElement()
+                                                         .at(0);
         ASSERT_EQ(polyline.getGraphicDataElementLength(), 8u);
         EXPECT_EQ(polyline.getGraphicDataElement(7), 30.0f);
         EXPECT_EQ(polyline.getGraphicDataElement(6), 31.75f);
 
-        const SoftcopyVOILUTSequenceItem& window = *presentation.getSoftcopyVOILUTModule()->getSoftcopyVOILUTSequenceElement().at(0);
+        const SoftcopyVOILUTSequenceItem& window =
+            *presentation.getSoftcopyVOILUTModule()->getSoftcopyVOILUTSequenceElement().at(0);
         EXPECT_DOUBLE_EQ(window.getWindowCenterElement(1), -50.5);
-        const VOILUTSequence& tables = presentation.getSoftcopyVOILUTModule()->getSoftcopyVOILUTSequenceElement().at(1)->getVOILUTSequenceElement();
+        const VOILUTSequence& tables = presentation.getSoftcopyVOILUTModule()
+                                           ->getSoftcopyVOILUTSequenceElement()
+                                           .at(1)
+                                           ->getVOILUTSequenceElement();
         ASSERT_EQ(tables.length(), 2u);
         EXPECT_EQ(tables.at(1)->getLUTDataElement(1), 0x0A0B);
         EXPECT_EQ(INT16(tables.at(1)->getLUTDescriptorElement(1)), -2);
@@ -811,8 +855,10 @@ TEST_F(PresentationFile, ContainersHoldDCMTKsNumbersInEveryTransferSyntax) {
         EXPECT_EQ(presentation.getZORVIKViewerStateModule()->getZORVIKSpineLabelSetElement(), "C1\\C2\\C3\\T1");
 
         std::unique_ptr<PseudoColorSoftcopyPresentationStateCompositeIOD> pseudoColor(
-            PseudoColorSoftcopyPresentationStateCompositeIOD::create(*readDicomFile(scratch->File(stateFile(Kind::PseudoColor, syntax)))));
-        const PseudoColorPresentationInformationEntity& pseudo = *pseudoColor->getPseudoColorPresentationInformationEntity();
+            PseudoColorSoftcopyPresentationStateCompositeIOD::create(
+                *readDicomFile(scratch->File(stateFile(Kind::PseudoColor, syntax)))));
+        const PseudoColorPresentationInformationEntity& pseudo =
+            *pseudoColor->getPseudoColorPresentationInformationEntity();
         const PaletteColorLookupTableModule& palette = *pseudo.getPaletteColorLookupTableModule();
         EXPECT_EQ(INT16(palette.getBluePaletteColorLookupTableDescriptorElement(1)), -4);
         ASSERT_EQ(palette.getGreenPaletteColorLookupTableDataElementLength(), 16u);
@@ -822,8 +868,10 @@ TEST_F(PresentationFile, ContainersHoldDCMTKsNumbersInEveryTransferSyntax) {
         EXPECT_EQ(pseudo.getICCProfileModule()->getICCProfileElement(127), UINT8(127 * 37 + 5));
 
         std::unique_ptr<ColorSoftcopyPresentationStateCompositeIOD> color(
-            ColorSoftcopyPresentationStateCompositeIOD::create(*readDicomFile(scratch->File(stateFile(Kind::Color, syntax)))));
-        const BitmapDisplayShutterModule& bitmap = *color->getColorPresentationInformationEntity()->getBitmapDisplayShutterModule();
+            ColorSoftcopyPresentationStateCompositeIOD::create(
+                *readDicomFile(scratch->File(stateFile(Kind::Color, syntax)))));
+        const BitmapDisplayShutterModule& bitmap =
+            *color->getColorPresentationInformationEntity()->getBitmapDisplayShutterModule();
         EXPECT_EQ(bitmap.getShutterShapeElement(), RWTValOrderedVector<RWCString>{"BITMAP"});
         EXPECT_EQ(bitmap.getShutterOverlayGroupElement(), 0x6000);
         EXPECT_EQ(bitmap.getShutterPresentationColorCIELabValueElement(1), 32768);
@@ -837,16 +885,24 @@ TEST_F(PresentationFile, StatesReadFromEitherByteOrderDumpTheSameValues) {
         switch (kind) {
         case Kind::Color:
             return std::unique_ptr<ColorSoftcopyPresentationStateCompositeIOD>(
-                       ColorSoftcopyPresentationStateCompositeIOD::create(*read))->getColorPresentationInformationEntity()->toString(0);
+                       ColorSoftcopyPresentationStateCompositeIOD::create(*read))
+                ->getColorPresentationInformationEntity()
+                ->toString(0);
         case Kind::PseudoColor:
             return std::unique_ptr<PseudoColorSoftcopyPresentationStateCompositeIOD>(
-                       PseudoColorSoftcopyPresentationStateCompositeIOD::create(*read))->getPseudoColorPresentationInformationEntity()->toString(0);
+                       PseudoColorSoftcopyPresentationStateCompositeIOD::create(*read))
+                ->getPseudoColorPresentationInformationEntity()
+                ->toString(0);
         case Kind::Grayscale: break;
         }
         return std::unique_ptr<GrayscaleSoftcopyPresentationStateCompositeIOD>(
-                   GrayscaleSoftcopyPresentationStateCompositeIOD::create(*read))->getPresentationInformationEntity()->toString(0);
+                   GrayscaleSoftcopyPresentationStateCompositeIOD::create(*read))
+            ->getPresentationInformationEntity()
+            ->toString(0);
     };
-    for (Kind kind : kinds) EXPECT_EQ(dump(kind, TransferSyntax::ExplicitBig), dump(kind, TransferSyntax::ExplicitLittle)) << kindName(kind);
+    for (Kind kind : kinds)
+        EXPECT_EQ(dump(kind, TransferSyntax::ExplicitBig), dump(kind, TransferSyntax::ExplicitLittle))
+            << kindName(kind);
 }
 
 // A file that two viewers edited: another creator holds block 0x10 of group 0023, ZORVIK0 block
@@ -872,15 +928,20 @@ TEST_F(PresentationFile, ViewerBlockBehindAnotherCreatorsBlockIsReadAndWrittenBa
             GrayscaleSoftcopyPresentationStateCompositeIOD::create(*read));
         const PresentationInformationEntity& presentation = *state->getPresentationInformationEntity();
         EXPECT_EQ(presentation.getSharpenModule()->getZORVIKSharpenTypeElement(), "UNSHARP_MASK");
-        EXPECT_EQ(presentation.getZORVIKViewerStateModule()->getZORVIKViewerLayoutInfoElement(), "layout=2x1;sync=scroll");
+        EXPECT_EQ(presentation.getZORVIKViewerStateModule()->getZORVIKViewerLayoutInfoElement(),
+                  "layout=2x1;sync=scroll");
 
         DICOMDataObject fresh;
         state->save(fresh);
         state->save(*read);
         const std::pair<const DICOMDataObject*, std::vector<std::pair<Uint16, const char*>>> cases[] = {
             {read.get(),
-             {{0x0010, "OTHER VIEWER"}, {0x1046, "NOT A SHARPEN TYPE"}, {0x1051, "other layout"},
-              {0x0011, "ZORVIK0"}, {0x1146, "UNSHARP_MASK"}, {0x1151, "layout=2x1;sync=scroll"}}},
+             {{0x0010, "OTHER VIEWER"},
+              {0x1046, "NOT A SHARPEN TYPE"},
+              {0x1051, "other layout"},
+              {0x0011, "ZORVIK0"},
+              {0x1146, "UNSHARP_MASK"},
+              {0x1151, "layout=2x1;sync=scroll"}}},
             {&fresh, {{0x0010, "ZORVIK0"}, {0x1046, "UNSHARP_MASK"}, {0x1051, "layout=2x1;sync=scroll"}}}};
         for (const auto& [saved, expected] : cases) {
             writeDicomFile(scratch->File("TWO-BLOCKS-WRITTEN"), *saved, syntax);

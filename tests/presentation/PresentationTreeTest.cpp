@@ -53,8 +53,10 @@ TEST(PresentationStateNotification, DisplayedAreaChangeReachesOnlyListenersOfThe
     }
     std::unique_ptr<Grayscale> state(Grayscale::create(data));
     StateListeners listeners(*state);
-    DisplayedAreaSelectionSequenceItem* item =
-        state->getPresentationInformationEntity()->getDisplayedAreaModule()->getDisplayedAreaSelectionSequenceElement().at(0);
+    DisplayedAreaSelectionSequenceItem* item = state->getPresentationInformationEntity()
+                                                   ->getDisplayedAreaModule()
+                                                   ->getDisplayedAreaSelectionSequenceElement()
+                                                   .at(0);
     item->setDisplayedAreaTLHCElement(new int[2]{1, 1}, 2);
     EXPECT_EQ(listeners.shownFrame.heard,
               Heard{"elementUpdated GrayscaleSoftcopyPresentationStateCompositeIOD.PresentationInformationEntity."
@@ -96,17 +98,20 @@ TEST(PresentationStateNotification, TextObjectChangeClimbsUnderTheAnnotationItem
 
     text.setUnformattedTextValueElement("after");
     const std::string inText = "TextObjectSequenceItem.UnformattedTextValueElement";
-    const std::string inAnnotation = "GraphicAnnotationSequenceItem.GraphicAnnotationSequenceElement.TextObjectSequenceElement." + inText;
+    const std::string inAnnotation =
+        "GraphicAnnotationSequenceItem.GraphicAnnotationSequenceElement.TextObjectSequenceElement." + inText;
     const std::string inModule = "GraphicAnnotationModule.GraphicAnnotationSequenceElement." + inAnnotation;
     EXPECT_EQ(onText.heard, Heard{"elementUpdated " + inText});
     EXPECT_EQ(onTextForOtherImage.heard, Heard{"elementUpdated " + inText});
     EXPECT_EQ(onTexts.heard, Heard{"sequenceItemUpdated TextObjectSequence TextObjectSequenceElement." + inText});
     EXPECT_EQ(onAnnotation.heard, Heard{"elementUpdated " + inAnnotation});
-    EXPECT_EQ(onAnnotations.heard, Heard{"sequenceItemUpdated GraphicAnnotationSequence GraphicAnnotationSequenceElement." + inAnnotation});
+    EXPECT_EQ(onAnnotations.heard,
+              Heard{"sequenceItemUpdated GraphicAnnotationSequence GraphicAnnotationSequenceElement." + inAnnotation});
     EXPECT_EQ(onModule.heard, Heard{"elementUpdated " + inModule});
     EXPECT_EQ(onEntity.heard, Heard{"elementUpdated PresentationInformationEntity." + inModule});
     EXPECT_EQ(listeners.shownFrame.heard,
-              Heard{"elementUpdated GrayscaleSoftcopyPresentationStateCompositeIOD.PresentationInformationEntity." + inModule});
+              Heard{"elementUpdated GrayscaleSoftcopyPresentationStateCompositeIOD.PresentationInformationEntity." +
+                    inModule});
     EXPECT_TRUE(listeners.otherFrame.heard.empty());
     EXPECT_TRUE(listeners.elsewhere.heard.empty());
 }

@@ -217,7 +217,8 @@ void expectEveryIndexBelowTheByteLength(const ByteCountedArray<Container>& array
 TEST(RawArrays, ByteCountedArraysReadFromADataSetHaveAValueAtEveryIndexBelowTheirLength) {
     using Overlay = OverlayPlaneModule;
     expectEveryIndexBelowTheByteLength<Overlay>({0x6000, 0x3000, &Overlay::getOverlayDataElement,
-                                                 &Overlay::setOverlayDataElement, &Overlay::getOverlayDataElementLength});
+                                                 &Overlay::setOverlayDataElement,
+                                                 &Overlay::getOverlayDataElementLength});
     using Palette = PaletteColorLookupTableModule;
     const ByteCountedArray<Palette> palettes[] = {
         {0x0028, 0x1201, &Palette::getRedPaletteColorLookupTableDataElement,
@@ -226,7 +227,8 @@ TEST(RawArrays, ByteCountedArraysReadFromADataSetHaveAValueAtEveryIndexBelowThei
          &Palette::setGreenPaletteColorLookupTableDataElement,
          &Palette::getGreenPaletteColorLookupTableDataElementLength},
         {0x0028, 0x1203, &Palette::getBluePaletteColorLookupTableDataElement,
-         &Palette::setBluePaletteColorLookupTableDataElement, &Palette::getBluePaletteColorLookupTableDataElementLength},
+         &Palette::setBluePaletteColorLookupTableDataElement,
+         &Palette::getBluePaletteColorLookupTableDataElementLength},
         {0x0028, 0x1221, &Palette::getSegmentedRedPaletteColorLookupTableDataElement,
          &Palette::setSegmentedRedPaletteColorLookupTableDataElement,
          &Palette::getSegmentedRedPaletteColorLookupTableDataElementLength},

@@ -50,8 +50,7 @@ void put32(std::string& bytes, std::uint32_t value) {
 
 // An element in explicit VR little endian (or implicit VR when `vr` is null), its value padded
 // to even length.
-std::string element(std::uint16_t group, std::uint16_t number, const char* vr, std::string value,
-                    bool uid = false) {
+std::string element(std::uint16_t group, std::uint16_t number, const char* vr, std::string value, bool uid = false) {
     if (value.size() % 2) value += uid || (vr && std::string(vr) == "UI") ? '\0' : ' ';
     std::string bytes;
     put16(bytes, group);
@@ -101,8 +100,8 @@ std::string stateWithFrames(unsigned frames) {
     for (unsigned frame = 1; frame <= frames; ++frame) numbers += (frame > 1 ? "\\" : "") + std::to_string(frame);
     const std::string image = element(0x0008, 0x1150, nullptr, "1.2.840.10008.5.1.4.1.1.2", true) +
                               element(0x0008, 0x1155, nullptr, referencedImageUID, true);
-    const std::string series = element(0x0008, 0x1140, nullptr, item(image)) +
-                               element(0x0020, 0x000E, nullptr, "2.25.9300", true);
+    const std::string series =
+        element(0x0008, 0x1140, nullptr, item(image)) + element(0x0020, 0x000E, nullptr, "2.25.9300", true);
     const std::string area = element(0x0008, 0x1140, nullptr, item(image + element(0x0008, 0x1160, nullptr, numbers))) +
                              element(0x0070, 0x0052, nullptr, number32(1) + number32(1)) +
                              element(0x0070, 0x0053, nullptr, number32(512) + number32(512)) +
@@ -166,7 +165,8 @@ protected:
     // children's peak resident size is then the command's.
     Outcome Run(const std::string& arguments) {
         const std::string limit = instrumented ? "" : "ulimit -t " + std::to_string(mostProcessorSeconds) + "; ";
-        const std::string command = limit + quoted(std::string(REFCNTR_BINARY_DIR) + "/tools/refcntr") + " " + arguments;
+        const std::string command =
+            limit + quoted(std::string(REFCNTR_BINARY_DIR) + "/tools/refcntr") + " " + arguments;
         const std::string peakFile = scratch.File("peak");
         const pid_t child = ::fork();
         if (child == 0) {
@@ -198,7 +198,8 @@ TEST_F(BoundedWork, AMillionReferencedFramesInEveryCommand) {
     }
     const Outcome applies = Run("applies " + quoted(path) + " --image " + referencedImageUID + " --frame 999999");
     EXPECT_EQ(0, applies.exitCode) << applies.err;
-    EXPECT_NE(std::string::npos, applies.out.find("Displayed area selection items for image 2.25.9200, frame 999999: 1\n"))
+    EXPECT_NE(std::string::npos,
+              applies.out.find("Displayed area selection items for image 2.25.9200, frame 999999: 1\n"))
         << applies.out;
     const Outcome roundtrip = Run("roundtrip " + quoted(path) + " " + quoted(scratch.File("out.dcm")));
     EXPECT_EQ(0, roundtrip.exitCode) << roundtrip.err;

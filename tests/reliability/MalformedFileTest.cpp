@@ -150,7 +150,8 @@ const Damage damages[] = {
              .element(0x0070, 0x0080, "CS", "ABC")
              .str();
      },
-     "", "itsContentLabelElement = \"ABC\"", "(0010,0010) PatientName: text of odd length, or padded with a NUL; read without the NUL"},
+     "", "itsContentLabelElement = \"ABC\"",
+     "(0010,0010) PatientName: text of odd length, or padded with a NUL; read without the NUL"},
     {"LengthLargerThanTheFile",
      [] {
          return presentationStateStart()
@@ -205,7 +206,8 @@ const Damage damages[] = {
      },
      "not a valid DICOM file", "", ""},
     {"EmptyFile", [] { return std::string(); }, "empty file", "", ""},
-    {"TextFile", [] { return std::string("Presentation state notes\nnothing DICOM here\n"); }, "not a DICOM file", "", ""},
+    {"TextFile", [] { return std::string("Presentation state notes\nnothing DICOM here\n"); }, "not a DICOM file", "",
+     ""},
 };
 
 void PrintTo(const Damage& damage, std::ostream* out) { *out << damage.name; }
@@ -326,12 +328,12 @@ TEST(MalformedFiles, ValuesStoredWithAnotherVRAreConvertedByMeaningOrKeptAndNote
     std::string spacing(8, '\0');
     const double half = 0.5;
     std::memcpy(&spacing[0], &half, 8);
-    file.element(0x0018, 0x1164, "FD", spacing)             // DS in the dictionary
-        .element(0x0028, 0x0010, "IS", "512 ")             // US
+    file.element(0x0018, 0x1164, "FD", spacing)                             // DS in the dictionary
+        .element(0x0028, 0x0010, "IS", "512 ")                              // US
         .element(0x0028, 0x0011, "UL", std::string("\x70\x11\x01\x00", 4))  // US, 70000 does not fit
-        .element(0x0070, 0x0022, "DS", "280.5\\190 ")    // FL
-        .element(0x0070, 0x0041, "DS", "1.5e300 ")          // CS: text, kept
-        .element(0x0070, 0x0042, "DS", "abc ");             // US: not a number, kept
+        .element(0x0070, 0x0022, "DS", "280.5\\190 ")                       // FL
+        .element(0x0070, 0x0041, "DS", "1.5e300 ")                          // CS: text, kept
+        .element(0x0070, 0x0042, "DS", "abc ");                             // US: not a number, kept
     ScratchDirectory directory;
     const std::string path = directory.File("vrs.dcm");
     writeWholeFile(path, file.str());
@@ -410,19 +412,24 @@ TEST(MalformedFiles, DCMTKsLogLinesAboutTheFileAreReadNotesNotStandardError) {
     ::close(savedError);
     ::close(errorFile);
     EXPECT_EQ("", testfiles::readWholeFile(errors));
-    EXPECT_EQ(1, std::count_if(notes.begin(), notes.end(), [](const std::string& note) {
-                  return contains(note, "StudyInstanceUID") && contains(note, "space");
-              })) << testing::PrintToString(notes);
-    EXPECT_EQ(1, std::count_if(notes.begin(), notes.end(), [](const std::string& note) {
-                  return contains(note, "SeriesInstanceUID") && contains(note, "space");
-              })) << testing::PrintToString(notes);
+    EXPECT_EQ(1, std::count_if(notes.begin(), notes.end(),
+                               [](const std::string& note) {
+                                   return contains(note, "StudyInstanceUID") && contains(note, "space");
+                               }))
+        << testing::PrintToString(notes);
+    EXPECT_EQ(1, std::count_if(notes.begin(), notes.end(),
+                               [](const std::string& note) {
+                                   return contains(note, "SeriesInstanceUID") && contains(note, "space");
+                               }))
+        << testing::PrintToString(notes);
 }
 
 // A presentation state whose content sequence nests `depth` levels deep, in explicit VR with
 // undefined lengths.
 std::string nestedExplicitly(std::size_t depth) {
     Bytes file = presentationStateStart();
-    for (std::size_t level = 0; level < depth; ++level) file.undefinedLengthSequence(0x0040, 0xA730).undefinedLengthItem();
+    for (std::size_t level = 0; level < depth; ++level)
+        file.undefinedLengthSequence(0x0040, 0xA730).undefinedLengthItem();
     file.element(0x0040, 0xA040, "CS", "TEXT");
     for (std::size_t level = 0; level < depth; ++level) file.itemDelimiter().sequenceDelimiter();
     return file.str();
@@ -487,7 +494,8 @@ TEST(MalformedFiles, SequencesNestedPastTheLimitAreRefusedBeforeTheParserRunsOut
         for (const DICOMObject* level = read.get(); level != nullptr; ++depth) {
             const VR* content = level->GetVR(0x0040, 0xA730);
             const SequenceVR* sequence = content != nullptr ? content->GetAsSequenceVR() : nullptr;
-            level = sequence != nullptr && sequence->GetNumberOfItems() == 1 ? sequence->GetSequenceItems()[0] : nullptr;
+            level =
+                sequence != nullptr && sequence->GetNumberOfItems() == 1 ? sequence->GetSequenceItems()[0] : nullptr;
         }
         EXPECT_EQ(depth, 1001u);
         for (std::size_t tooDeep : {std::size_t(1001), std::size_t(100000)}) {
@@ -496,7 +504,8 @@ TEST(MalformedFiles, SequencesNestedPastTheLimitAreRefusedBeforeTheParserRunsOut
                 readDicomFile(path);
                 ADD_FAILURE() << tooDeep << " levels were read";
             } catch (const RuntimeException& error) {
-                EXPECT_EQ(error.GetMessage(), "cannot read '" + path + "': sequences nested more than 1000 levels deep");
+                EXPECT_EQ(error.GetMessage(),
+                          "cannot read '" + path + "': sequences nested more than 1000 levels deep");
             }
         }
         const Outcome dump = runRefcntr("dump " + quoted(path), directory);
@@ -532,8 +541,9 @@ TEST(MalformedFiles, AFileEndingInASequenceAndAnItemRunningPastItAreNoted) {
     readDicomFile(path, notes);
     // DCMTK's own lines about the odd lengths come first.
     ASSERT_FALSE(notes.empty());
-    EXPECT_EQ(notes.back(), "(0008,1115) ReferencedSeriesSequence: an item's length runs past the end of this sequence; "
-                            "what follows the sequence was read into the item");
+    EXPECT_EQ(notes.back(),
+              "(0008,1115) ReferencedSeriesSequence: an item's length runs past the end of this sequence; "
+              "what follows the sequence was read into the item");
 }
 
 INSTANTIATE_TEST_SUITE_P(EachDamage, MalformedFile, ::testing::ValuesIn(damages),

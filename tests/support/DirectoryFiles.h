@@ -70,13 +70,13 @@ inline void makeDirectory(const std::filesystem::path& directory,
 // Two patients: Doe^Jane with one study of one CT series of two images, Roe^Richard with one
 // study of two series (MR and OT) of one image each.
 inline void makeTwoPatientDirectory(const std::filesystem::path& directory) {
-    const ImageKeys jane{"P1", "Doe^Jane", "2.25.101", "S1", "20240102", "CT CHEST", "2.25.1011", "CT", "1",
-                         "2.25.10111", "1"};
+    const ImageKeys jane{"P1",        "Doe^Jane", "2.25.101", "S1",         "20240102", "CT CHEST",
+                         "2.25.1011", "CT",       "1",        "2.25.10111", "1"};
     ImageKeys janeSecond = jane;
     janeSecond.instanceUID = "2.25.10112";
     janeSecond.instanceNumber = "2";
-    const ImageKeys richard{"P2", "Roe^Richard", "2.25.201", "S7", "20231130", "", "2.25.2011", "MR", "3",
-                            "2.25.20111", "1"};
+    const ImageKeys richard{"P2",        "Roe^Richard", "2.25.201", "S7",         "20231130", "",
+                            "2.25.2011", "MR",          "3",        "2.25.20111", "1"};
     ImageKeys richardOther = richard;
     richardOther.seriesUID = "2.25.2012";
     richardOther.modality = "OT";
@@ -93,8 +93,8 @@ inline std::string dcmtkHierarchy(DcmDirectoryRecord& record, int depth = -1) {
     if (depth >= 0) {
         OFString type, key;
         record.findAndGetOFString(DCM_DirectoryRecordType, type);
-        const DcmTagKey keyTag = type == "PATIENT" ? DCM_PatientName
-                                 : type == "STUDY" ? DCM_StudyID
+        const DcmTagKey keyTag = type == "PATIENT"  ? DCM_PatientName
+                                 : type == "STUDY"  ? DCM_StudyID
                                  : type == "SERIES" ? DCM_SeriesNumber
                                                     : DCM_ReferencedFileID;
         record.findAndGetOFStringArray(keyTag, key);

@@ -28,7 +28,9 @@ inline Outcome runRefcntr(const std::string& arguments, const ScratchDirectory& 
 }
 
 // The grayscale presentation state shipped with the project, as the build copies it.
-inline std::string samplePath() { return std::string(REFCNTR_BINARY_DIR) + "/samples/grayscale-presentation-state.dcm"; }
+inline std::string samplePath() {
+    return std::string(REFCNTR_BINARY_DIR) + "/samples/grayscale-presentation-state.dcm";
+}
 
 inline bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 

@@ -28,7 +28,6 @@ using refcntr::testfiles::runCommand;
 using refcntr::testfiles::ScratchDirectory;
 using refcntr::testfiles::writeWholeFile;
 
-
 const char* const frames = "2.25.182736450918273645091827364509182736451";  // referenced with frames 1 to 3
 const char* const single = "2.25.182736450918273645091827364509182736452";  // referenced without frames
 
@@ -38,8 +37,9 @@ protected:
         OFLog::configure(OFLogger::ERROR_LOG_LEVEL);
         refcntr::registerPrivateEntriesWithDcmtk();  // private values read back typed in implicit VR
         files = new ScratchDirectory;
-        refcntr::testfiles::makeDirectory(files->Path(), {{"IM1", {"P1", "Doe^Jane", "2.25.101", "S1", "20240102", "",
-                                                                   "2.25.1011", "OT", "1", "2.25.91", "1"}}});
+        refcntr::testfiles::makeDirectory(
+            files->Path(),
+            {{"IM1", {"P1", "Doe^Jane", "2.25.101", "S1", "20240102", "", "2.25.1011", "OT", "1", "2.25.91", "1"}}});
 
         // An element that no graphic object item holds, inside the annotation's graphic
         // object, and a private element at the top that no module holds.
@@ -55,7 +55,8 @@ protected:
         ASSERT_TRUE(state.saveFile(files->File("extra.dcm").c_str(), EXS_LittleEndianExplicit).good());
         // And an annotation item that holds only a private element: no container saves it.
         DcmItem* privateOnly = nullptr;
-        ASSERT_TRUE(state.getDataset()->findOrCreateSequenceItem(DCM_GraphicAnnotationSequence, privateOnly, -2).good());
+        ASSERT_TRUE(
+            state.getDataset()->findOrCreateSequenceItem(DCM_GraphicAnnotationSequence, privateOnly, -2).good());
         ASSERT_TRUE(privateOnly->putAndInsertString(DcmTag(0x0029, 0x0010, EVR_LO), "ACME 1").good());
         ASSERT_TRUE(privateOnly->putAndInsertString(DcmTag(0x0029, 0x1001, EVR_LO), "lost").good());
         ASSERT_TRUE(state.saveFile(files->File("lost.dcm").c_str(), EXS_LittleEndianExplicit).good());
@@ -229,8 +230,9 @@ TEST_F(RefcntrTool, RoundtripInEachTransferSyntaxLosesNothingAndReadsBackWithDCM
                 Run("roundtrip " + quoted(input) + " " + quoted(out) + " --transfer-syntax " + each.option);
             ASSERT_EQ(result.exitCode, 0) << where << "\n" << result.err;
             const bool directory = input == File("DICOMDIR");
-            EXPECT_EQ(result.out, (directory ? "record offsets recomputed for " + std::string(each.option) + "\n" : "") +
-                                      "0 attributes missing, 0 changed\n")
+            EXPECT_EQ(result.out,
+                      (directory ? "record offsets recomputed for " + std::string(each.option) + "\n" : "") +
+                          "0 attributes missing, 0 changed\n")
                 << where;
             EXPECT_EQ(result.err, "") << where;
             DcmFileFormat written;
@@ -366,7 +368,8 @@ TEST_F(RefcntrTool, SeveralFilesAreEachHeadedByTheirNameAndTheWorstExitCodeIsRet
     const Outcome checked = Run("check " + quoted(sample) + " " + quoted(missing) + " " + quoted(sample));
     EXPECT_EQ(checked.exitCode, 1);
     const std::string held = "every attribute is held by a container of the grayscale softcopy presentation state\n";
-    EXPECT_EQ(checked.out, "==> " + sample + " <==\n" + held + "\n==> " + missing + " <==\n\n==> " + sample + " <==\n" + held);
+    EXPECT_EQ(checked.out,
+              "==> " + sample + " <==\n" + held + "\n==> " + missing + " <==\n\n==> " + sample + " <==\n" + held);
     EXPECT_TRUE(contains(checked.err, "cannot read '" + missing + "'")) << checked.err;
     // "-" is standard input, and messages name it so.
     const Outcome piped = Run("check - < " + quoted(sample));
@@ -403,12 +406,14 @@ TEST_F(RefcntrTool, CheckListsValuesThatTheirVRForbids) {
               "3 values not valid for their VR\n");
     const Outcome json = Run("check --json " + quoted(path));
     EXPECT_EQ(json.exitCode, 1);
-    EXPECT_EQ(json.out, "{\"file\": \"" + path + "\", \"iod\": \"grayscale softcopy presentation state\",\n"
-                        " \"unheld\": [],\n"
-                        " \"invalid\": [\n"
-                        "  \"(0008,0020)  # StudyDate: '2024-01-02' is not a valid DA value\",\n"
-                        "  \"(0008,0060)  # Modality: 'pr' is not a valid CS value\",\n"
-                        "  \"(0008,1115)[0]/(0020,000E)  # SeriesInstanceUID: '2.25.x' is not a valid UI value\"]}\n");
+    EXPECT_EQ(json.out,
+              "{\"file\": \"" + path +
+                  "\", \"iod\": \"grayscale softcopy presentation state\",\n"
+                  " \"unheld\": [],\n"
+                  " \"invalid\": [\n"
+                  "  \"(0008,0020)  # StudyDate: '2024-01-02' is not a valid DA value\",\n"
+                  "  \"(0008,0060)  # Modality: 'pr' is not a valid CS value\",\n"
+                  "  \"(0008,1115)[0]/(0020,000E)  # SeriesInstanceUID: '2.25.x' is not a valid UI value\"]}\n");
 }
 
 // Work that takes over a second shows a progress line on a terminal's standard error while the
@@ -418,8 +423,10 @@ TEST_F(RefcntrTool, LongWorkShowsAProgressLineOnATerminalAndClearsIt) {
     if (refcntr::testfiles::runCommand("command -v script >/dev/null") != 0) GTEST_SKIP() << "no script(1)";
     const std::string tool = std::string(REFCNTR_BINARY_DIR) + "/tools/refcntr";
     const std::string out = Output("checked.txt"), terminal = Output("terminal.txt");
-    const std::string slowInput = "(sleep 2; cat " + quoted(Sample()) + ") | " + quoted(tool) + " check - > " + quoted(out);
-    ASSERT_EQ(0, refcntr::testfiles::runCommand("script -qc " + quoted(slowInput) + " /dev/null > " + quoted(terminal)));
+    const std::string slowInput =
+        "(sleep 2; cat " + quoted(Sample()) + ") | " + quoted(tool) + " check - > " + quoted(out);
+    ASSERT_EQ(0,
+              refcntr::testfiles::runCommand("script -qc " + quoted(slowInput) + " /dev/null > " + quoted(terminal)));
     const std::string shown = readWholeFile(terminal);
     EXPECT_TRUE(contains(shown, "\r\033[Krefcntr: '-' ... 1 s")) << shown;
     EXPECT_EQ(shown.size() - 4, shown.rfind("\r\033[K")) << shown;
@@ -430,13 +437,16 @@ TEST_F(RefcntrTool, HelpListsEveryCommandAndEachCommandExplainsItself) {
     const Outcome overall = Run("--help");
     EXPECT_EQ(overall.exitCode, 0);
     EXPECT_EQ(overall.err, "");
-    EXPECT_TRUE(contains(overall.out, "exit codes: 0 done, 1 bad input or a failed check, 2 usage error")) << overall.out;
+    EXPECT_TRUE(contains(overall.out, "exit codes: 0 done, 1 bad input or a failed check, 2 usage error"))
+        << overall.out;
     const Outcome version = Run("--version");
     EXPECT_EQ(version.exitCode, 0);
     EXPECT_EQ(version.out, std::string("refcntr ") + REFCNTR_VERSION + " (DCMTK " + OFFIS_DCMTK_VERSION_STRING + ")\n");
-    const std::pair<std::string, std::string> commands[] = {
-        {"dump", "--module NAME"},       {"tree", "following the offsets"},       {"check", "Exit code: 0 when every"},
-        {"roundtrip", "--strict"},       {"applies", "--frame N"}};
+    const std::pair<std::string, std::string> commands[] = {{"dump", "--module NAME"},
+                                                            {"tree", "following the offsets"},
+                                                            {"check", "Exit code: 0 when every"},
+                                                            {"roundtrip", "--strict"},
+                                                            {"applies", "--frame N"}};
     for (const auto& [name, detail] : commands) {
         EXPECT_TRUE(contains(overall.out, "\n  " + name + " ")) << name << "\n" << overall.out;
         for (const std::string& arguments : {name + " --help", name + " a.dcm -h"}) {
@@ -484,14 +494,16 @@ TEST_F(RefcntrTool, DumpAsJsonWritesWhatDcm2jsonWrites) {
 TEST_F(RefcntrTool, DumpShowsTheFirstLevelsOrOneModule) {
     const Outcome entities = Run("dump --depth 1 " + quoted(Sample()));
     ASSERT_EQ(entities.exitCode, 0) << entities.err;
-    EXPECT_EQ(entities.out,
-              "itsFileInformationEntity = {...}\nitsPatientInformationEntity = {...}\nitsStudyInformationEntity = {...}\n"
-              "itsSeriesInformationEntity = {...}\nitsEquipmentInformationEntity = {...}\n"
-              "itsPresentationInformationEntity = {...}\n");
+    EXPECT_EQ(
+        entities.out,
+        "itsFileInformationEntity = {...}\nitsPatientInformationEntity = {...}\nitsStudyInformationEntity = {...}\n"
+        "itsSeriesInformationEntity = {...}\nitsEquipmentInformationEntity = {...}\n"
+        "itsPresentationInformationEntity = {...}\n");
 
     const Outcome directory = Run("dump " + quoted(File("DICOMDIR")) + " --depth 2");
     ASSERT_EQ(directory.exitCode, 0) << directory.err;
-    EXPECT_TRUE(contains(directory.out, "{\n  itsFileSetIdentificationModule = {...}\n  itsDirectoryInformationModule = {...}\n}\n"))
+    EXPECT_TRUE(contains(directory.out,
+                         "{\n  itsFileSetIdentificationModule = {...}\n  itsDirectoryInformationModule = {...}\n}\n"))
         << directory.out;
 
     // The module as the state holds it; --depth counts from its attributes.
@@ -538,11 +550,10 @@ TEST_F(RefcntrTool, CheckListsWhatNoContainerHoldsAndFailsWhenThereIsAny) {
               "3 attributes held by no container of the grayscale softcopy presentation state\n");
 
     // The viewer's own private block is held wherever its creator reserved it.
-    const std::pair<std::string, std::string> held[] = {
-        {Sample(), "grayscale softcopy presentation state"},
-        {File("moved.dcm"), "grayscale softcopy presentation state"},
-        {File("big.dcm"), "grayscale softcopy presentation state"},
-        {File("DICOMDIR"), "media directory"}};
+    const std::pair<std::string, std::string> held[] = {{Sample(), "grayscale softcopy presentation state"},
+                                                        {File("moved.dcm"), "grayscale softcopy presentation state"},
+                                                        {File("big.dcm"), "grayscale softcopy presentation state"},
+                                                        {File("DICOMDIR"), "media directory"}};
     for (const auto& [file, kind] : held) {
         const Outcome result = Run("check " + quoted(file));
         EXPECT_EQ(result.exitCode, 0) << file << "\n" << result.out << result.err;

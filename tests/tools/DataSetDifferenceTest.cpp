@@ -157,7 +157,8 @@ TEST(SameMeaning, ReformattedNumbersAndPadAreTheSameOtherChangesAreNot) {
         std::unique_ptr<VR> before(valued(each.vr, each.before)), after(valued(each.vr, each.after));
         EXPECT_EQ(sameMeaning(*before, *after), each.same) << each.before << " / " << each.after;
     }
-    std::unique_ptr<VR> little(valued(VRCode::US, std::string("\1\2", 2))), big(valued(VRCode::US, std::string("\2\1", 2), BigEndian));
+    std::unique_ptr<VR> little(valued(VRCode::US, std::string("\1\2", 2))),
+        big(valued(VRCode::US, std::string("\2\1", 2), BigEndian));
     EXPECT_TRUE(sameMeaning(*little, *big));
 }
 

@@ -69,7 +69,8 @@ TEST(DirectoryTree, ControlCharactersAreEscapedAndDeepLevelsNumbered) {
     EXPECT_EQ(text.substr(0, text.find("  STUDY")),
               "PATIENT Doe\\x1b]0;owned\\x07\\x1b[2J\n  IMAGE IMAGES/IM1\\r\\nPATIENT Forged\n");
     for (char c : text) EXPECT_TRUE(c == '\n' || (c >= 0x20 && c != 0x7F)) << int(c);
-    const std::string deepest = std::string(2 * deepestIndented, ' ') + "[" + std::to_string(deepestIndented + 8) + "] STUDY S\n";
+    const std::string deepest =
+        std::string(2 * deepestIndented, ' ') + "[" + std::to_string(deepestIndented + 8) + "] STUDY S\n";
     EXPECT_EQ(text.substr(text.size() - deepest.size()), deepest);
     EXPECT_NE(text.find(std::string(2 * deepestIndented, ' ') + "STUDY S\n"), std::string::npos);
 }

@@ -117,9 +117,9 @@ TEST_F(TreeCommand, DamagedLinksAreWarningsAndEveryRecordIsStillListed) {
         unsigned record, element, offset;
         std::string named;  // in the warning
     } cases[] = {
-        {0, nextRecord, 12345, "12345"},  // leads where no record starts
+        {0, nextRecord, 12345, "12345"},                              // leads where no record starts
         {3, lowerLevel, RootOffset(), std::to_string(RootOffset())},  // leads back to the first patient
-        {0, nextRecord, 0, "no link reaches it"},  // the second patient is reached by none
+        {0, nextRecord, 0, "no link reaches it"},                     // the second patient is reached by none
     };
     for (const auto& each : cases) {
         const std::string path = Damaged(each.record, each.element, each.offset);
