@@ -40,9 +40,13 @@ void describe(const DirectoryFile& directory, const std::vector<DirectoryFile::R
     for (const DirectoryFile::Record* record : records) {
         out += record->getDirectoryRecordTypeElement();
         out += ':';
-        // DCMTK removes white space from a UID when it reads one (with a note): a UID stored
-        // under another VR and converted keeps it until the file written is read again.
-        for (char c : std::string(record->getReferencedSOPInstanceUIDInFileElement()))
+        // DCMTK removes white space from a UID when it reads one (with a note), and the NULs
+        // (a UID's padding) among white space at its end: a UID stored under another VR keeps
+        // them until the file written is read again.
+        std::string uid = record->getReferencedSOPInstanceUIDInFileElement();
+        while (!uid.empty() && (uid.back() == '\0' || uid.back() == ' ' || (uid.back() >= '\t' && uid.back() <= '\r')))
+            uid.pop_back();
+        for (char c : uid)
             if (c != ' ' && (c < '\t' || c > '\r')) out += c;
         const auto& children = directory.children(*record);
         if (!children.empty()) {

@@ -184,7 +184,10 @@ private:
                 continue;
             }
             source.Release(position + length);
-            if (!source.Has(position + length)) break;
+            if (!source.Has(position + length)) {
+                if (itsDeflated) scan.overlongDeflatedElement = MAttributeTag(group, element).ToString();
+                break;
+            }
             position += length;
         }
         scan.deepestNesting = deepest;

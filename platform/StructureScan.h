@@ -21,6 +21,10 @@ struct StructureScan {
     std::vector<std::string> faults;
     // Whether every element's value fits in the bytes and the scan went on to their very end.
     bool whole = false;
+    // The tag of an element of a deflated data set whose value claims more bytes than the
+    // inflated data hold, else empty. DCMTK cannot leave a compressed value on disk until it is
+    // needed, so it would allocate all that the element claims (gigabytes, from a small file).
+    std::string overlongDeflatedElement;
 };
 
 // Follows the file's bytes (preamble and meta header or a bare data set, explicit or implicit

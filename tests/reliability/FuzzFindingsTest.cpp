@@ -10,6 +10,8 @@
 #include "refcntr/general/SOPCommonModule.h"
 #include "refcntr/notify/ReferencedImageSequenceItem.h"
 #include "refcntr/platform/DICOMDataObject.h"
+#include "refcntr/platform/DicomFile.h"
+#include "refcntr/platform/Exceptions.h"
 #include "refcntr/platform/MDDEntry.h"
 #include "refcntr/presentation/LUTModules.h"
 
@@ -130,12 +132,28 @@ TEST(FuzzFindings, ATextEndingInASeparatorLosesItsEmptyLastValueOnEachRead) {
     EXPECT_EQ(second->toString(0), std::unique_ptr<SOPCommonModule>(SOPCommonModule::create(twice))->toString(0));
 }
 
+// A deflated file of 3 KB whose element claims 4 GiB: DCMTK reads a deflated data set whole as
+// it parses, and allocated what the element claimed before finding the bytes missing. The file
+// is refused as truncated before DCMTK sees it.
+TEST(FuzzFindings, DeflatedElementClaimingMoreThanTheDataIsRefusedBeforeParsing) {
+    const std::string path = REFCNTR_TEST_DATA_DIR "/fuzz/deflated-element-claiming-4-gib.dcm";
+    try {
+        readDicomFile(path);
+        ADD_FAILURE() << "the file was read";
+    } catch (const RuntimeException& error) {
+        EXPECT_NE(std::string::npos, std::string(error.what()).find(path)) << error.what();
+        EXPECT_NE(std::string::npos, std::string(error.what()).find("is longer than the inflated data")) << error.what();
+    }
+}
+
 // Inputs of the directory target: a UN sequence whose element claims 4 GiB (DCMTK allocated it),
-// and a UID stored under another VR with a carriage return inside (kept on reading, removed by
-// DCMTK when the file written was read again). Both read, write and read back.
+// and UIDs stored under another VR with a carriage return inside, or NULs and a carriage return
+// at the end (kept on reading, removed by DCMTK when the file written was read again). All read,
+// write and read back.
 TEST(FuzzFindings, DirectoriesFoundByFuzzingReadWriteAndReadBack) {
     testfiles::ScratchDirectory scratch;
-    for (const char* found : {"un-sequence-claiming-4-gib.dcm", "directory-uid-with-a-carriage-return.dcm"}) {
+    for (const char* found : {"un-sequence-claiming-4-gib.dcm", "directory-uid-with-a-carriage-return.dcm",
+                              "directory-uid-ending-in-nuls-and-a-carriage-return.dcm"}) {
         std::vector<std::string> notes;
         const std::unique_ptr<DirectoryFile> read =
             DirectoryFile::read(std::string(REFCNTR_TEST_DATA_DIR "/fuzz/") + found, notes);
