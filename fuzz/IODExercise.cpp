@@ -137,15 +137,21 @@ bool holdsNoValue(std::string_view line) {
 }
 
 // The line as compared: without a trailing comma, and a quoted text without its closing quote
-// and the blanks before it. A value's trailing blanks are padding in DICOM, and where a
-// multi-valued text ends in a backslash, its last value's blanks become the element's padding
-// once saved.
+// and the blanks and NULs (dumped as \000) before it. A value's trailing blanks and NULs are
+// padding in DICOM, and where a multi-valued text ends in a backslash, its last value's padding
+// becomes the element's once saved.
 std::string_view comparable(std::string_view line) {
     if (!line.empty() && line.back() == ',') line.remove_suffix(1);
     if (line.size() < 2 || line.back() != '"' || line.find('"') == line.size() - 1) return line;
     line.remove_suffix(1);
-    while (!line.empty() && line.back() == ' ') line.remove_suffix(1);
-    return line;
+    for (;;) {
+        if (!line.empty() && line.back() == ' ')
+            line.remove_suffix(1);
+        else if (line.size() >= 4 && line.substr(line.size() - 4) == "\\000")
+            line.remove_suffix(4);
+        else
+            return line;
+    }
 }
 
 // The line as it reads back when its byte value of odd length is saved padded; empty otherwise.

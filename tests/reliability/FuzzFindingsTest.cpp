@@ -97,8 +97,9 @@ TEST(FuzzFindings, IsValuesEndingInOneUnpaddedDigitReadBackAfterSave) {
 // Ten backslashes in a Specific Character Set read as ten empty values and were written back as
 // nine: the split keeps the segment after the last separator only when it is not empty, so each
 // read of a text that ends in a separator drops one empty value. The rule stays; roundtrip lists
-// such an attribute as changed, and the fuzz targets allow exactly this loss, and the blanks
-// that become padding (found by the stream target in a Specific Character Set "I?SO\353_IR \").
+// such an attribute as changed, and the fuzz targets allow exactly this loss, and the blanks or
+// NULs that become padding (found in Specific Character Sets "I?SO\353_IR \" by the stream
+// target and "I\004" and seven NULs by the data-set target).
 TEST(FuzzFindings, ATextEndingInASeparatorLosesItsEmptyLastValueOnEachRead) {
     DICOMDataObject data;
     auto* element = new VR(0x0008, 0x0005, VRCode::CS, data.GetEndian());
@@ -114,22 +115,25 @@ TEST(FuzzFindings, ATextEndingInASeparatorLosesItsEmptyLastValueOnEachRead) {
     const std::unique_ptr<SOPCommonModule> again(SOPCommonModule::create(saved));
     EXPECT_EQ(2u, again->getSpecificCharacterSetElement().size());
 
-    // The blanks of the value before that separator stay with it, and are the element's padding
-    // once saved: the value reads back without them and then stays as it is.
-    DICOMDataObject blanks;
-    auto* padded = new VR(0x0008, 0x0005, VRCode::CS, blanks.GetEndian());
-    padded->SetData("ISO_IR 100 \\", 12);
-    blanks.ReplaceVR(padded);
-    const std::unique_ptr<SOPCommonModule> first(SOPCommonModule::create(blanks));
-    ASSERT_EQ(1u, first->getSpecificCharacterSetElement().size());
-    EXPECT_EQ("ISO_IR 100 ", first->getSpecificCharacterSetElement()[0]);
-    DICOMDataObject once, twice;
-    first->save(once);
-    const std::unique_ptr<SOPCommonModule> second(SOPCommonModule::create(once));
-    ASSERT_EQ(1u, second->getSpecificCharacterSetElement().size());
-    EXPECT_EQ("ISO_IR 100", second->getSpecificCharacterSetElement()[0]);
-    second->save(twice);
-    EXPECT_EQ(second->toString(0), std::unique_ptr<SOPCommonModule>(SOPCommonModule::create(twice))->toString(0));
+    // The padding (blanks or NULs) of the value before that separator stays with it, and is the
+    // element's padding once saved: the value reads back without it and then stays as it is.
+    for (const std::string& padding : {std::string("  "), std::string(2, '\0')}) {
+        DICOMDataObject padded;
+        const std::string stored = "ISO_IR 100" + padding + "\\";
+        auto* value = new VR(0x0008, 0x0005, VRCode::CS, padded.GetEndian());
+        value->SetData(stored.data(), UINT32(stored.size()));
+        padded.ReplaceVR(value);
+        const std::unique_ptr<SOPCommonModule> first(SOPCommonModule::create(padded));
+        ASSERT_EQ(1u, first->getSpecificCharacterSetElement().size());
+        EXPECT_EQ("ISO_IR 100" + padding, std::string(first->getSpecificCharacterSetElement()[0]));
+        DICOMDataObject once, twice;
+        first->save(once);
+        const std::unique_ptr<SOPCommonModule> second(SOPCommonModule::create(once));
+        ASSERT_EQ(1u, second->getSpecificCharacterSetElement().size());
+        EXPECT_EQ("ISO_IR 100", second->getSpecificCharacterSetElement()[0]);
+        second->save(twice);
+        EXPECT_EQ(second->toString(0), std::unique_ptr<SOPCommonModule>(SOPCommonModule::create(twice))->toString(0));
+    }
 }
 
 // A deflated file of 3 KB whose element claims 4 GiB: DCMTK reads a deflated data set whole as
