@@ -157,7 +157,8 @@ std::unique_ptr<DICOMDataObject> readFile(const std::string& path, std::vector<s
         if (scan.deepestNesting > deepestSequenceNesting)
             failToRead(path, "sequences nested more than " + std::to_string(deepestSequenceNesting) + " levels deep");
         if (!scan.overlongDeflatedElement.empty())
-            failToRead(path, "truncated (element " + scan.overlongDeflatedElement + " is longer than the inflated data)");
+            failToRead(path,
+                       "truncated (element " + scan.overlongDeflatedElement + " is longer than the inflated data)");
         structureFaults = std::move(scan.faults);
     } else if (!looksLikeDicom(path)) {
         failToRead(path, "not a DICOM file");

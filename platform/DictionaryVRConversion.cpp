@@ -229,6 +229,13 @@ std::unique_ptr<VR> converted(const VR& element, UINT16 dictionaryCode, EndianTy
         return nullptr;
     }
     if (!bytes.empty()) result->SetData(bytes.data(), UINT32(bytes.size()));
+    // Text held as UN becomes its VR only when valid there: DCMTK takes a UN value for bytes,
+    // but may not read the same value under its VR (a directory record type of 64 characters
+    // makes its parser throw), and the file written would then be unreadable.
+    if (stored == VRCode::UN && MDDEntry::IsStringType(dictionaryCode)) {
+        const std::unique_ptr<DcmElement> check(newDcmElement(*result));
+        if (check->checkValue("1-n").bad()) return nullptr;
+    }
     return result;
 }
 

@@ -146,18 +146,21 @@ TEST(FuzzFindings, DeflatedElementClaimingMoreThanTheDataIsRefusedBeforeParsing)
         ADD_FAILURE() << "the file was read";
     } catch (const RuntimeException& error) {
         EXPECT_NE(std::string::npos, std::string(error.what()).find(path)) << error.what();
-        EXPECT_NE(std::string::npos, std::string(error.what()).find("is longer than the inflated data")) << error.what();
+        EXPECT_NE(std::string::npos, std::string(error.what()).find("is longer than the inflated data"))
+            << error.what();
     }
 }
 
 // Inputs of the directory target: a UN sequence whose element claims 4 GiB (DCMTK allocated it),
 // and UIDs stored under another VR with a carriage return inside, or NULs and a carriage return
-// at the end (kept on reading, removed by DCMTK when the file written was read again). All read,
-// write and read back.
+// at the end (kept on reading, removed by DCMTK when the file written was read again), and a
+// record type of junk bytes stored as UN (converted to CS, it made DCMTK's parser throw on
+// the file written; it now stays UN). All read, write and read back.
 TEST(FuzzFindings, DirectoriesFoundByFuzzingReadWriteAndReadBack) {
     testfiles::ScratchDirectory scratch;
-    for (const char* found : {"un-sequence-claiming-4-gib.dcm", "directory-uid-with-a-carriage-return.dcm",
-                              "directory-uid-ending-in-nuls-and-a-carriage-return.dcm"}) {
+    for (const char* found :
+         {"un-sequence-claiming-4-gib.dcm", "directory-uid-with-a-carriage-return.dcm",
+          "directory-uid-ending-in-nuls-and-a-carriage-return.dcm", "directory-record-type-of-junk-stored-as-un.dcm"}) {
         std::vector<std::string> notes;
         const std::unique_ptr<DirectoryFile> read =
             DirectoryFile::read(std::string(REFCNTR_TEST_DATA_DIR "/fuzz/") + found, notes);
