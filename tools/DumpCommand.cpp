@@ -34,6 +34,25 @@ std::string joined(const std::vector<std::string>& names) {
     return text;
 }
 
+// Every element in the DICOM JSON model, texts in UTF-8.
+void printJson(DICOMDataObject& data, const std::string& path) {
+    if (!showTextsInUTF8(data, path))
+        throw Failure("cannot dump '" + path + "' as JSON: its texts cannot be given in UTF-8");
+    try {
+        for (const MAttributeTag& tag : writeJsonModel(std::cout, data))
+            std::cerr << "refcntr: warning: '" << escaped(ShownPath::of(path)) << "': " << tag.ToString()
+                      << " holds compressed pixel data, which JSON holds only as a link; left out\n";
+    } catch (const std::exception& error) {
+        throw Failure("cannot dump '" + path + "' as JSON: " + error.what());
+    }
+}
+
+int finish(const std::string& path) {
+    std::cout.flush();
+    if (!std::cout) throw Failure("cannot dump '" + path + "': standard output failed");
+    return exitSuccess;
+}
+
 int dumpFile(const CommandArguments& command, const std::string& path) {
     const std::optional<std::string> depth = command.value("--depth");
     const std::optional<std::string> module = command.value("--module");
@@ -49,18 +68,8 @@ int dumpFile(const CommandArguments& command, const std::string& path) {
 
     const auto data = readInputFile(path);
     if (command.has("--json")) {
-        if (!showTextsInUTF8(*data, path))
-            throw Failure("cannot dump '" + path + "' as JSON: its texts cannot be given in UTF-8");
-        try {
-            for (const MAttributeTag& tag : writeJsonModel(std::cout, *data))
-                std::cerr << "refcntr: warning: '" << escaped(ShownPath::of(path)) << "': " << tag.ToString()
-                          << " holds compressed pixel data, which JSON holds only as a link; left out\n";
-        } catch (const std::exception& error) {
-            throw Failure("cannot dump '" + path + "' as JSON: " + error.what());
-        }
-        std::cout.flush();
-        if (!std::cout) throw Failure("cannot dump '" + path + "': standard output failed");
-        return exitSuccess;
+        printJson(*data, path);
+        return finish(path);
     }
     const bool utf8 = !command.has("--stored-bytes") && showTextsInUTF8(*data, path);
     // A container dump writes bytes from 0x80 up as octal escapes: UTF-8 text is shown as text.
@@ -95,9 +104,7 @@ int dumpFile(const CommandArguments& command, const std::string& path) {
             throw Failure("cannot dump '" + path + "' as a " + kindName(kind) + ": " + error.what());
         }
     }
-    std::cout.flush();
-    if (!std::cout) throw Failure("cannot dump '" + path + "': standard output failed");
-    return exitSuccess;
+    return finish(path);
 }
 
 int dump(const std::vector<std::string>& arguments) {
