@@ -64,7 +64,6 @@ E_TransferSyntax dcmtkSyntax(TransferSyntax transferSyntax, const DICOMDataObjec
     case TransferSyntax::Encapsulated: {
         RWCString uid;
         dataSet.GetString(0x0002, 0x0010, uid);
-        while (!uid.empty() && (uid.back() == ' ' || uid.back() == '\0')) uid.pop_back();
         const DcmXfer syntax(uid.c_str());
         if (!syntax.isEncapsulated())
             throw RuntimeException(

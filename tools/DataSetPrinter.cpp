@@ -8,6 +8,7 @@
 
 #include "TerminalText.h"
 #include "refcntr/core/ContainerUtils.h"
+#include "refcntr/platform/ByteOrder.h"
 #include "refcntr/platform/DataDictionary.h"
 #include "refcntr/platform/MDDEntry.h"
 #include "refcntr/platform/SequenceVR.h"
@@ -52,8 +53,7 @@ void appendEncapsulated(std::string& line, const VR& element) {
     const unsigned char* bytes = element.GetData();
     std::size_t offset = 0, items = 0, tableLength = 0;
     while (offset + 8 <= element.GetLength()) {
-        const std::size_t length =
-            bytes[offset + 4] | bytes[offset + 5] << 8 | bytes[offset + 6] << 16 | std::size_t(bytes[offset + 7]) << 24;
+        const std::size_t length = storedNumber32(bytes + offset + 4, false);
         if (items++ == 0) tableLength = length;
         offset += 8 + length;
     }
