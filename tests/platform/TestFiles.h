@@ -6,8 +6,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <algorithm>
 #include <iterator>
 #include <string>
+#include <vector>
 
 namespace refcntr::testfiles {
 
@@ -37,6 +39,18 @@ private:
 inline int runCommand(const std::string& command) {
     int status = std::system(command.c_str());
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// The DICOM files of a folder of pydicom's data (test_files, charset_files), sorted; none when
+// pydicom is not installed.
+inline std::vector<std::filesystem::path> pydicomFiles(const std::string& folder) {
+    std::vector<std::filesystem::path> files;
+    std::error_code missing;
+    for (const auto& entry :
+         std::filesystem::directory_iterator("/usr/lib/python3/dist-packages/pydicom/data/" + folder, missing))
+        if (entry.path().extension() == ".dcm") files.push_back(entry.path());
+    std::sort(files.begin(), files.end());
+    return files;
 }
 
 inline std::string quoted(const std::string& text) {

@@ -6,6 +6,7 @@
 #include <dcmtk/config/osconfig.h>
 #include <dcmtk/dcmdata/dctk.h>
 
+#include "TestFiles.h"
 #include "refcntr/platform/DicomFile.h"
 #include "refcntr/platform/Exceptions.h"
 #include "refcntr/platform/MDDEntry.h"
@@ -70,22 +71,21 @@ TEST(TextEncoding, ADataSetConvertsItemByItemAndThenSaysUTF8) {
 // Files written by others in many character sets, where DCMTK can convert them: every patient
 // name comes out as DCMTK's own conversion gives it.
 TEST(TextEncoding, RealFilesInManyCharacterSetsConvertAsDCMTKConvertsThem) {
-    const std::filesystem::path files = "/usr/lib/python3/dist-packages/pydicom/data/charset_files";
-    if (!std::filesystem::is_directory(files)) GTEST_SKIP() << "pydicom's character set files are not installed";
+    const auto files = testfiles::pydicomFiles("charset_files");
+    if (files.empty()) GTEST_SKIP() << "pydicom's character set files are not installed";
     unsigned compared = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(files)) {
-        if (entry.path().extension() != ".dcm") continue;
+    for (const std::filesystem::path& file : files) {
         DcmFileFormat dcmtk;
         OFString expected;
-        if (dcmtk.loadFile(entry.path().c_str()).bad() || dcmtk.convertToUTF8().bad() ||
+        if (dcmtk.loadFile(file.c_str()).bad() || dcmtk.convertToUTF8().bad() ||
             dcmtk.getDataset()->findAndGetOFStringArray(DCM_PatientName, expected).bad())
             continue;
-        const auto data = readDicomFile(entry.path().string());
+        const auto data = readDicomFile(file.string());
         convertTextsToUTF8(*data);
         RWCString name;
-        ASSERT_TRUE(data->GetString(0x0010, 0x0010, name)) << entry.path();
+        ASSERT_TRUE(data->GetString(0x0010, 0x0010, name)) << file;
         while (!name.empty() && name.back() == ' ') name.pop_back();
-        EXPECT_EQ(expected.c_str(), name) << entry.path();
+        EXPECT_EQ(expected.c_str(), name) << file;
         ++compared;
     }
     EXPECT_GE(compared, 10u);
