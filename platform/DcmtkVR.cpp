@@ -1,5 +1,8 @@
 #include "refcntr/platform/DcmtkVR.h"
 
+#include <array>
+#include <cstddef>
+
 #include "refcntr/platform/DcmtkBridge.h"
 #include "refcntr/platform/MDDEntry.h"
 
@@ -23,25 +26,36 @@ constexpr VRPair standardVRs[] = {
     {EVR_UR, VRCode::UR}, {EVR_US, VRCode::US}, {EVR_UT, VRCode::UT}, {EVR_UV, VRCode::UV},
 };
 
-}  // namespace
+// DCMTK's VRs are numbered from 0 without gaps: the dictionary's code of each, by number.
+constexpr std::size_t dcmtkVRCount = std::size_t(EVR_UNKNOWN2B) + 1;
 
-UINT16 dictionaryVRCode(DcmEVR vr) {
-    for (const VRPair& pair : standardVRs)
-        if (pair.dcmtk == vr) return pair.code;
-    switch (vr) {
-    case EVR_up: return VRCode::UL;
-    case EVR_xs: return VRCode::US_OR_SS;
-    case EVR_ox:
-    case EVR_px:
-    case EVR_pixelSQ:
-    case EVR_PixelData:
-    case EVR_OverlayData: return VRCode::OW_OR_OB;
-    case EVR_lt: return VRCode::OW_OR_US_OR_SS;
-    default: return VRCode::Unknown;
-    }
+std::array<UINT16, dcmtkVRCount> dictionaryCodes() {
+    std::array<UINT16, dcmtkVRCount> codes{};
+    codes.fill(VRCode::Unknown);
+    for (const VRPair& pair : standardVRs) codes[pair.dcmtk] = pair.code;
+    codes[EVR_up] = VRCode::UL;
+    codes[EVR_xs] = VRCode::US_OR_SS;
+    for (DcmEVR held : {EVR_ox, EVR_px, EVR_pixelSQ, EVR_PixelData, EVR_OverlayData}) codes[held] = VRCode::OW_OR_OB;
+    codes[EVR_lt] = VRCode::OW_OR_US_OR_SS;
+    return codes;
 }
 
-UINT16 elementVRCode(DcmEVR vr) { return concreteVRCode(dictionaryVRCode(vr)); }
+}  // namespace
+
+// Both are asked for every element DCMTK reads, so each is one look into a table made once.
+UINT16 dictionaryVRCode(DcmEVR vr) {
+    static const std::array<UINT16, dcmtkVRCount> codes = dictionaryCodes();
+    return std::size_t(vr) < dcmtkVRCount ? codes[vr] : VRCode::Unknown;
+}
+
+UINT16 elementVRCode(DcmEVR vr) {
+    static const std::array<UINT16, dcmtkVRCount> codes = [] {
+        std::array<UINT16, dcmtkVRCount> concrete = dictionaryCodes();
+        for (UINT16& code : concrete) code = concreteVRCode(code);
+        return concrete;
+    }();
+    return std::size_t(vr) < dcmtkVRCount ? codes[vr] : VRCode::UN;
+}
 
 DcmEVR dcmtkVR(UINT16 vrCode) {
     const UINT16 concrete = concreteVRCode(vrCode);
