@@ -263,12 +263,12 @@ void roundTrip(const std::string& name, const DICOMDataObject& data) {
     const auto firstSaved = saved(name, *first, data.GetEndian());
     std::unique_ptr<IOD> second(IOD::create(*firstSaved));
     requireKept(name, firstDump, dumpOf(*second));
-    // What save writes, create reads back whole: saving again writes the same data set.
-    if (!sameElements(*firstSaved, *saved(name, *second, data.GetEndian())))
-        fail(name + ": saving what was read from a saved data set writes a different data set");
-    // A copy holds the same values: it saves the same data set (cheaper to compare than dumps).
-    const IOD copy(*first);
-    if (!sameElements(*firstSaved, *saved(name, copy, data.GetEndian()))) fail(name + ": a copy saves differently");
+    // What save writes, create reads back whole, and a copy holds the same values: a copy of
+    // the second container saves the same data set. One save checks both, at a third less work
+    // per input than a save of each.
+    const IOD copy(*second);
+    if (!sameElements(*firstSaved, *saved(name, copy, data.GetEndian())))
+        fail(name + ": a copy of what was read from a saved data set saves a different data set");
     probeIndexedSequences(*first);
     probeIndexedSequences(*second);
 }

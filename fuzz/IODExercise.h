@@ -16,12 +16,12 @@ enum class IODChoice { Directory, GrayscaleState, ColorState, PseudoColorState }
 IODChoice iodOf(const DICOMDataObject& data, IODChoice fallback);
 
 // Runs `create`, `save` into a fresh data set of the same byte order, `create` again and
-// `toString` for the chosen IOD, and `getItems` on every
-// image-indexed sequence they hold. Aborts, after printing what differs, when `save` throws,
-// when a value in the first dump is missing or changed in the second (the second may add the
-// empty type 2 attributes save writes), when saving the second container writes a data set
-// different from the first save, when a copy dumps differently, or when `getItems` returns an
-// item that is not in its sequence or misses one filed under the key asked for.
+// `toString` for the chosen IOD, and `getItems` on every image-indexed sequence they hold.
+// Aborts, after printing what differs, when `save` throws, when a value in the first dump is
+// missing or changed in the second (the second may add the empty type 2 attributes save
+// writes), when a copy of the second container saves a data set different from the first
+// save, or when `getItems` returns an item that is not in its sequence or misses one filed
+// under the key asked for.
 void exerciseIOD(const DICOMDataObject& data, IODChoice iod);
 
 // Every (group, element, VR text, private creator) row of the generated description tables,
