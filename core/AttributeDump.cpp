@@ -27,14 +27,14 @@ void AttributeDump::startLine(const char* name) {
     itsResult += name;
 }
 
-void AttributeDump::text(const char* name, int present, const RWCString& value) {
+bool AttributeDump::valueLine(const char* name, int present) {
     startLine(name);
-    if (!present) {
-        itsResult += notPresent;
-        return;
-    }
-    itsResult += " = ";
-    itsResult += ContainerUtils::escapeString(value, true);
+    itsResult += present ? " = " : notPresent;
+    return present;
+}
+
+void AttributeDump::text(const char* name, int present, const RWCString& value) {
+    if (valueLine(name, present)) itsResult += ContainerUtils::escapeString(value, true);
 }
 
 void AttributeDump::aeTitle(const char* name, int present, const AETitle& value) {
@@ -49,32 +49,16 @@ void AttributeDump::texts(const char* name, int present, const RWTValOrderedVect
 }
 
 void AttributeDump::number(const char* name, int present, long long value) {
-    startLine(name);
-    if (!present) {
-        itsResult += notPresent;
-        return;
-    }
-    itsResult += " = ";
-    itsResult += formatValue(value);
+    if (valueLine(name, present)) itsResult += formatValue(value);
 }
 
 void AttributeDump::number(const char* name, int present, double value) {
-    startLine(name);
-    if (!present) {
-        itsResult += notPresent;
-        return;
-    }
-    itsResult += " = ";
-    itsResult += formatValue(value);
+    if (valueLine(name, present)) itsResult += formatValue(value);
 }
 
 void AttributeDump::byteCount(const char* name, int present, unsigned byteLength) {
-    startLine(name);
-    if (!present) {
-        itsResult += notPresent;
-        return;
-    }
-    itsResult += " = <";
+    if (!valueLine(name, present)) return;
+    itsResult += '<';
     itsResult += formatValue((long long)byteLength);
     itsResult += " bytes>";
 }

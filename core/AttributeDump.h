@@ -50,6 +50,8 @@ public:
 
 private:
     void startLine(const char* name);
+    // Starts the line of a single value: " = " when present (true), " = <not present>" if not.
+    bool valueLine(const char* name, int present);
     bool openBlock(const char* name, int present);
     void blockValue(const char* name, unsigned index, const RWCString& value, bool last);
     void closeBlock();
