@@ -8,7 +8,7 @@
 #include "refcntr/core/Module.h"
 #include "refcntr/macros/CodeSequenceItems.h"
 #include "refcntr/macros/ProtocolCodeSequenceItems.h"
-#include "support/RecordingHandler.h"
+#include "support/Recording.h"
 
 namespace refcntr {
 namespace {

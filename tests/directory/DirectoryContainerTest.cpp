@@ -18,7 +18,7 @@
 #include "refcntr/platform/Exceptions.h"
 #include "refcntr/platform/MDDEntry.h"
 #include "refcntr/platform/SequenceVR.h"
-#include "support/RecordingListener.h"
+#include "support/Recording.h"
 
 namespace refcntr {
 namespace {

@@ -6,7 +6,7 @@
 #include "refcntr/general/StudyModules.h"
 #include "refcntr/notify/ReferencedImageSequence.h"
 #include "notify/NotifyTestSupport.h"
-#include "support/RecordingListener.h"
+#include "support/Recording.h"
 
 namespace refcntr {
 namespace {

@@ -7,7 +7,7 @@
 #include "refcntr/core/AttributeWriter.h"
 #include "refcntr/general/SOPCommonModule.h"
 #include "refcntr/platform/SequenceVR.h"
-#include "support/RecordingDataSet.h"
+#include "support/Recording.h"
 
 namespace refcntr {
 namespace {

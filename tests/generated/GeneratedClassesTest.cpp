@@ -9,8 +9,7 @@
 
 #include "generated/SampleDataSet.h"
 #include "refcntr/codegen/GeneratedClassList.h"
-#include "support/RecordingHandler.h"
-#include "support/RecordingListener.h"
+#include "support/Recording.h"
 
 namespace refcntr {
 namespace {

@@ -8,7 +8,7 @@
 
 #include "refcntr/codegen/GeneratedClassList.h"
 #include "refcntr/platform/DICOMDataObject.h"
-#include "support/RecordingListener.h"
+#include "support/Recording.h"
 
 namespace refcntr {
 namespace {

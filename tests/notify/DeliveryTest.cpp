@@ -5,35 +5,20 @@
 
 #include "NotifyTestSupport.h"
 #include "refcntr/core/PSChangeHandler.h"
-#include "refcntr/notify/PSChangeListener.h"
+#include "support/Recording.h"
 
 namespace refcntr {
 namespace {
 
 using test::imageReference;
+using testing::RecordingListener;
 using Log = std::vector<std::string>;
-
-// Logs "<name> element <path>" for every elementUpdated it hears.
-class RecordingListener : public PSChangeListener {
-public:
-    void attach(Log& log, std::string name) {
-        itsLog = &log;
-        itsName = std::move(name);
-    }
-    void elementUpdated(const RWCString& path, const ReferencedImageSequence*) override {
-        itsLog->push_back(itsName + " element " + path);
-    }
-
-private:
-    Log* itsLog = nullptr;
-    std::string itsName;
-};
 
 // Listeners in an array, so that their addresses ascend with their index.
 struct DeliveryTest : ::testing::Test {
     DeliveryTest() {
-        for (int i = 0; i < 8; ++i) listeners[i].attach(log, std::to_string(i));
-        parentListener.attach(log, "parent");
+        for (int i = 0; i < 8; ++i) listeners[i].shareLog(log, std::to_string(i));
+        parentListener.shareLog(log, "parent");
         parent.addListener(parentListener, "");
         handler.setPSChangeHandler(parent);
     }
@@ -54,7 +39,8 @@ TEST_F(DeliveryTest, ListenersHearInAscendingAddressOrderThenTheParent) {
     handler.addListener(listeners[2], "U");
     handler.addListener(listeners[0], "");
     handler.addListener(listeners[1], "V", 1);
-    EXPECT_EQ(heardBy(nullptr), (Log{"0 element E", "1 element E", "2 element E", "parent element E"}));
+    EXPECT_EQ(heardBy(nullptr),
+              (Log{"0 elementUpdated E", "1 elementUpdated E", "2 elementUpdated E", "parent elementUpdated E"}));
 }
 
 TEST_F(DeliveryTest, ImagesSelectListenersByImageAndFrame) {
@@ -68,7 +54,8 @@ TEST_F(DeliveryTest, ImagesSelectListenersByImageAndFrame) {
     handler.addListener(listeners[4], "V");
     handler.addListener(listeners[5], "V", 1);  // V is referenced without frames
     handler.addListener(listeners[6], "W");
-    EXPECT_EQ(heardBy(&images), (Log{"0 element E", "1 element E", "2 element E", "4 element E", "parent element E"}));
+    EXPECT_EQ(heardBy(&images), (Log{"0 elementUpdated E", "1 elementUpdated E", "2 elementUpdated E",
+                                     "4 elementUpdated E", "parent elementUpdated E"}));
     EXPECT_EQ(heardBy(nullptr).size(), 8u);
 }
 
@@ -79,7 +66,7 @@ TEST_F(DeliveryTest, AListenerHearsOnceHoweverManyOfItsRegistrationsMatch) {
     handler.addListener(listeners[0], "U", 4);
     handler.addListener(listeners[1], "U", 2);  // only its second registration matches
     handler.addListener(listeners[1], "U", 4);
-    EXPECT_EQ(heardBy(&images), (Log{"0 element E", "1 element E", "parent element E"}));
+    EXPECT_EQ(heardBy(&images), (Log{"0 elementUpdated E", "1 elementUpdated E", "parent elementUpdated E"}));
 }
 
 }  // namespace

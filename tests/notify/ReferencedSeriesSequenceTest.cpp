@@ -4,7 +4,7 @@
 
 #include "NotifyTestSupport.h"
 #include "refcntr/macros/ReferencedSeriesSequenceItem.h"
-#include "support/RecordingListener.h"
+#include "support/Recording.h"
 
 namespace refcntr {
 namespace {

@@ -14,7 +14,7 @@
 #include "refcntr/presentation/DisplayedAreaModule.h"
 #include "refcntr/presentation/GraphicAnnotationModule.h"
 #include "refcntr/presentation/LUTModules.h"
-#include "support/RecordingListener.h"
+#include "support/Recording.h"
 
 namespace refcntr {
 namespace {

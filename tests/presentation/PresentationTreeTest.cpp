@@ -11,7 +11,7 @@
 #include "refcntr/presentation/GraphicAnnotationModule.h"
 #include "refcntr/presentation/PresentationEntities.h"
 #include "refcntr/presentation/PresentationStateIODs.h"
-#include "support/RecordingListener.h"
+#include "support/Recording.h"
 
 namespace refcntr {
 namespace {
