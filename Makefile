@@ -53,7 +53,8 @@ coverage:
 	ctest --test-dir $(COVERAGE_BUILD) -j $(JOBS) >/dev/null || ctest --test-dir $(COVERAGE_BUILD) --rerun-failed --output-on-failure
 	scripts/coverage $(COVERAGE_BUILD)
 
-# Every test program under valgrind: any memory error or leak fails.
+# The in-process test programs under valgrind (scripts/memcheck says which): any memory error
+# or leak fails.
 memcheck:
 	$(MAKE) build SETUP_OPTIONS=memcheck
 	scripts/memcheck $(BUILD)
