@@ -2,7 +2,6 @@
 #pragma once
 
 #include <memory>
-#include <unordered_map>
 #include <vector>
 
 #include "refcntr/notify/ImgFrmKey.h"

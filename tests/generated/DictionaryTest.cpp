@@ -8,6 +8,7 @@
 #include <map>
 #include <set>
 #include <sstream>
+#include <tuple>
 
 #include "refcntr/codegen/GeneratedClassList.h"
 #include "refcntr/platform/DataDictionary.h"
