@@ -5,7 +5,7 @@
 #include "refcntr/general/InformationEntities.h"
 #include "refcntr/general/StudyModules.h"
 #include "refcntr/notify/ReferencedImageSequence.h"
-#include "notify/NotifyTestSupport.h"
+#include "support/ImageReference.h"
 #include "support/Recording.h"
 
 namespace refcntr {
@@ -49,7 +49,7 @@ TEST_F(StudyEntityListened, AllItemsAddedThroughTheBaseReachesTheModulesListener
 // was given: only a listener of an image those images reference hears it.
 TEST(ComposedPaths, ReferencedImageItemRelaysSequenceReportsUnderItsOwnNameWithTheImagesGiven) {
     ReferencedImageSequence images;
-    images.addItem(test::imageReference("1.2.3"));
+    images.addItem(testing::imageReference("1.2.3"));
     ReferencedImageSequenceItem item;
     RecordingListener ofTheImage, ofAnother;
     item.addListener(ofTheImage, "1.2.3");

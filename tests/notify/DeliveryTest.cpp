@@ -3,14 +3,14 @@
 #include <string>
 #include <vector>
 
-#include "NotifyTestSupport.h"
 #include "refcntr/core/PSChangeHandler.h"
+#include "support/ImageReference.h"
 #include "support/Recording.h"
 
 namespace refcntr {
 namespace {
 
-using test::imageReference;
+using testing::imageReference;
 using testing::RecordingListener;
 using Log = std::vector<std::string>;
 

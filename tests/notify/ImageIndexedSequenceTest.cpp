@@ -4,15 +4,15 @@
 #include <memory>
 #include <utility>
 
-#include "NotifyTestSupport.h"
 #include "refcntr/core/AttributeReader.h"
 #include "refcntr/core/PSChangeHandler.h"
 #include "refcntr/notify/ImageIndexedSequence.h"
+#include "support/ImageReference.h"
 
 namespace refcntr {
 namespace {
 
-using test::imageReference;
+using testing::imageReference;
 
 // An item that applies to the images of its referenced image sequence.
 class ImageBoundItem : public SequenceItem {

@@ -2,13 +2,13 @@
 
 #include <memory>
 
-#include "NotifyTestSupport.h"
 #include "refcntr/notify/ReferencedImageSequence.h"
+#include "support/ImageReference.h"
 
 namespace refcntr {
 namespace {
 
-using test::imageReference;
+using testing::imageReference;
 
 bool covers(const ReferencedImageSequence& images, const RWCString& uid) {
     return images.references(ImgFrmKey(uid)) == 1;

@@ -2,14 +2,14 @@
 // to the images each item references.
 #include <gtest/gtest.h>
 
-#include "NotifyTestSupport.h"
 #include "refcntr/macros/ReferencedSeriesSequenceItem.h"
+#include "support/ImageReference.h"
 #include "support/Recording.h"
 
 namespace refcntr {
 namespace {
 
-using test::imageReference;
+using testing::imageReference;
 using Items = RWTPtrOrderedVector<ReferencedSeriesSequenceItem>;
 
 ReferencedSeriesSequenceItem* series(const char* uid, std::initializer_list<ReferencedImageSequenceItem*> images) {

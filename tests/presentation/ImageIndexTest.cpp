@@ -3,7 +3,6 @@
 // returns for an image, or an image frame, and when it falls back to the items for all images.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -14,6 +13,7 @@
 #include "refcntr/presentation/DisplayedAreaModule.h"
 #include "refcntr/presentation/GraphicAnnotationModule.h"
 #include "refcntr/presentation/LUTModules.h"
+#include "support/ImageReference.h"
 #include "support/Recording.h"
 
 namespace refcntr {
@@ -65,16 +65,8 @@ DICOMDataObject* itemReferencing(const std::vector<Reference>& references) {
     auto* item = new DICOMDataObject;
     if (references.empty()) return item;
     ReferencedImageSequence images;
-    for (const Reference& reference : references) {
-        auto* image = new ReferencedImageSequenceItem;
-        image->setReferencedSOPInstanceUIDElement(reference.uid);
-        if (!reference.frames.empty()) {
-            int* frames = new int[reference.frames.size()];
-            std::copy(reference.frames.begin(), reference.frames.end(), frames);
-            image->setReferencedFrameNumberElement(frames, unsigned(reference.frames.size()));
-        }
-        images.addItem(image);
-    }
+    for (const Reference& reference : references)
+        images.addItem(testing::imageReference(reference.uid, reference.frames));
     attribute::Factory factory(item->GetEndian());
     attribute::writeSequence(*item, factory, 0x0008, 0x1140, images);
     return item;

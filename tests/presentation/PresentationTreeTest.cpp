@@ -11,6 +11,7 @@
 #include "refcntr/presentation/GraphicAnnotationModule.h"
 #include "refcntr/presentation/PresentationEntities.h"
 #include "refcntr/presentation/PresentationStateIODs.h"
+#include "support/ImageReference.h"
 #include "support/Recording.h"
 
 namespace refcntr {
@@ -23,13 +24,6 @@ using Grayscale = GrayscaleSoftcopyPresentationStateCompositeIOD;
 // Two images; the displayed-area and annotation items below reference frame 1 of the first.
 const char* const shownImage = "1.2.840.1.1";
 const char* const otherImage = "1.2.840.1.2";
-
-ReferencedImageSequenceItem* frameOne(const char* uid) {
-    auto* image = new ReferencedImageSequenceItem;
-    image->setReferencedSOPInstanceUIDElement(uid);
-    image->setReferencedFrameNumberElement(new int[1]{1}, 1);
-    return image;
-}
 
 // Listeners on a state: one for the shown frame, one for another frame of it, one for another image.
 struct StateListeners {
@@ -46,7 +40,7 @@ TEST(PresentationStateNotification, DisplayedAreaChangeReachesOnlyListenersOfThe
     {
         DisplayedAreaModule module;
         auto* item = new DisplayedAreaSelectionSequenceItem;
-        item->getReferencedImageSequenceElement().addItem(frameOne(shownImage));
+        item->getReferencedImageSequenceElement().addItem(testing::imageReference(shownImage, {1}));
         item->setPresentationSizeModeElement("SCALE TO FIT");
         module.getDisplayedAreaSelectionSequenceElement().addItem(item);
         module.save(data);
@@ -71,7 +65,7 @@ TEST(PresentationStateNotification, TextObjectChangeClimbsUnderTheAnnotationItem
     {
         GraphicAnnotationModule module;
         auto* annotation = new GraphicAnnotationSequenceItem;
-        annotation->getReferencedImageSequenceElement().addItem(frameOne(shownImage));
+        annotation->getReferencedImageSequenceElement().addItem(testing::imageReference(shownImage, {1}));
         annotation->setGraphicLayerElement("LAYER1");
         auto* text = new TextObjectSequenceItem;
         text->setUnformattedTextValueElement("before");

@@ -1,18 +1,18 @@
-// Helpers shared by the notification tests.
+// A referenced image item, as the tests of image-indexed containers build them.
 #pragma once
 
 #include <algorithm>
-#include <initializer_list>
+#include <vector>
 
 #include "refcntr/notify/ReferencedImageSequence.h"
 
-namespace refcntr::test {
+namespace refcntr::testing {
 
 // A referenced image item for `uid`, listing `frames` (none: the whole image).
-inline ReferencedImageSequenceItem* imageReference(const RWCString& uid, std::initializer_list<int> frames = {}) {
+inline ReferencedImageSequenceItem* imageReference(const RWCString& uid, const std::vector<int>& frames = {}) {
     auto* item = new ReferencedImageSequenceItem;
     item->setReferencedSOPInstanceUIDElement(uid);
-    if (frames.size() > 0) {
+    if (!frames.empty()) {
         int* values = new int[frames.size()];
         std::copy(frames.begin(), frames.end(), values);
         item->setReferencedFrameNumberElement(values, unsigned(frames.size()));
@@ -20,4 +20,4 @@ inline ReferencedImageSequenceItem* imageReference(const RWCString& uid, std::in
     return item;
 }
 
-}  // namespace refcntr::test
+}  // namespace refcntr::testing
