@@ -4,6 +4,8 @@
 
 #include <cstring>
 #include <memory>
+#include <typeinfo>
+#include <utility>
 #include <vector>
 
 #include "refcntr/core/RefCntrException.h"
@@ -123,11 +125,23 @@ TEST(MVRFactoryPrivate, UnknownCreatorOrOffsetThrows) {
                  AttributeNotFoundException);
 }
 
-TEST(RefCntrExceptionTest, CloneKeepsTypeAndMessage) {
-    const std::unique_ptr<ExceptionBase> clone(static_cast<const ExceptionBase&>(RefCntrException("broken")).Clone());
-    ASSERT_NE(dynamic_cast<RefCntrException*>(clone.get()), nullptr);
-    EXPECT_EQ(clone->GetType(), "RefCntrException");
-    EXPECT_STREQ(clone->what(), "broken");
+// A copy of each exception keeps its type, its type's name and its message.
+TEST(Exceptions, CloneKeepsTypeAndMessage) {
+    const RefCntrException library("broken");
+    const RuntimeException runtime("cannot read 'x.dcm': truncated");
+    const AttributeNotFoundException missing("no creator ACME");
+    const ExceptionBase base("base");
+    const std::pair<const ExceptionBase*, const char*> cases[] = {{&library, "RefCntrException"},
+                                                                  {&runtime, "RuntimeException"},
+                                                                  {&missing, "AttributeNotFoundException"},
+                                                                  {&base, "ExceptionBase"}};
+    for (const auto& [original, type] : cases) {
+        const std::unique_ptr<ExceptionBase> owned(original->Clone());
+        const ExceptionBase& clone = *owned;
+        EXPECT_EQ(typeid(clone), typeid(*original)) << type;
+        EXPECT_EQ(clone.GetType(), type);
+        EXPECT_STREQ(clone.what(), original->what()) << type;
+    }
 }
 
 }  // namespace

@@ -354,17 +354,3 @@ TEST(ApplicationEntityTitle, KeepsAtMostSixteenCharactersBlankFilled) {
         EXPECT_STREQ("                ", blank.Get());
     }
 }
-
-TEST(Exceptions, CloneKeepsTypeAndMessage) {
-    const RuntimeException runtime("cannot read 'x.dcm': truncated");
-    const AttributeNotFoundException missing("no creator ACME");
-    std::unique_ptr<ExceptionBase> runtimeCopy(runtime.Clone());
-    std::unique_ptr<ExceptionBase> missingCopy(missing.Clone());
-    std::unique_ptr<ExceptionBase> baseCopy(ExceptionBase("base").Clone());
-    EXPECT_EQ("RuntimeException", runtimeCopy->GetType());
-    EXPECT_EQ("AttributeNotFoundException", missingCopy->GetType());
-    EXPECT_EQ("ExceptionBase", baseCopy->GetType());
-    EXPECT_NE(nullptr, dynamic_cast<RuntimeException*>(runtimeCopy.get()));
-    EXPECT_STREQ("cannot read 'x.dcm': truncated", runtimeCopy->what());
-    EXPECT_EQ("no creator ACME", missingCopy->GetMessage());
-}
