@@ -19,34 +19,6 @@ ReferencedSeriesSequenceItem* series(const char* uid, std::initializer_list<Refe
     return item;
 }
 
-TEST(ReferencedSeriesSequence, LooksUpFramesThenWholeImagesWithDifferentFallBacksToAllImages) {
-    ReferencedSeriesSequence sequence;
-    ReferencedSeriesSequenceItem* allImages = series("S0", {});
-    ReferencedSeriesSequenceItem* framesOfU = series("S1", {imageReference("U", {1, 3})});
-    ReferencedSeriesSequenceItem* wholeV = series("S2", {imageReference("V")});
-    for (auto* item : {allImages, framesOfU, wholeV}) sequence.addItem(item);
-
-    Items result;
-    sequence.getItems(result, "U", 3);
-    EXPECT_EQ(result, Items{framesOfU});
-    sequence.getItems(result, "U", 2);
-    EXPECT_EQ(result, Items{});  // the frame lookup falls back to all images only for an empty UID
-    sequence.getItems(result, "", 2);
-    EXPECT_EQ(result, Items{allImages});
-    sequence.getItems(result, "V", 9);
-    EXPECT_EQ(result, Items{wholeV});
-    sequence.getItems(result, "W");
-    EXPECT_EQ(result, Items{allImages});  // the image lookup falls back for any other UID
-    sequence.getItems(result, "");
-    EXPECT_EQ(result, Items{allImages});  // an empty UID is itself the all-images key
-    sequence.getItems(result, "U");
-    EXPECT_EQ(result, Items{allImages});  // U is indexed by frame only
-
-    sequence.removeItem(allImages);
-    sequence.getItems(result, "W");
-    EXPECT_EQ(result, Items{});
-}
-
 TEST(ReferencedSeriesSequence, ASeriesWhoseImageReferenceIsEditedIsFoundUnderItsNewImage) {
     ReferencedSeriesSequence sequence;
     ReferencedSeriesSequenceItem* item = series("S1", {imageReference("U")});
