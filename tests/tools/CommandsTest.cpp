@@ -318,7 +318,8 @@ TEST_F(RefcntrTool, UnreadableFilesAndBadUsageAreTheGoldenCopies) {
     const std::pair<std::string, std::vector<std::string>> refused[] = {
         {"<files>/missing.dcm", {"dump", "roundtrip", "applies", "check", "tree"}},
         {"<files>/notes.txt", {"dump", "roundtrip", "applies", "check", "tree"}},
-        {"<files>/IMAGES/IM1", {"roundtrip", "applies", "check"}},
+        {"<files>/IMAGES/IM1", {"roundtrip", "applies", "check", "tree"}},
+        {"<sample>", {"tree"}},
         {"<files>/DICOMDIR", {"applies"}},
     };
     for (const auto& [file, names] : refused)

@@ -1,19 +1,19 @@
 // refcntr tree as a separate process, on a directory that dcmmkdir made of DCMTK-built images,
 // on copies of it whose record links were damaged byte by byte, and on a large directory that
 // DCMTK's DcmDicomDir wrote.
-#include <cstring>
-#include <sstream>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "support/DirectoryFiles.h"
 #include "support/GeneratedDirectory.h"
+#include "support/Golden.h"
 #include "support/RunProgram.h"
 
 namespace {
 
 using refcntr::testfiles::contains;
+using refcntr::testfiles::expectGoldenCopy;
 using refcntr::testfiles::Outcome;
 using refcntr::testfiles::quoted;
 using refcntr::testfiles::readWholeFile;
@@ -71,41 +71,15 @@ protected:
 };
 ScratchDirectory* TreeCommand::files = nullptr;
 
+// The two-patient directory as lines and as JSON, each record's line with its children.
 TEST_F(TreeCommand, ListsPatientsStudiesSeriesAndImagesByFollowingTheLinks) {
-    const Outcome result = Tree(Directory());
-    ASSERT_EQ(result.exitCode, 0) << result.err;
-    EXPECT_EQ(result.err, "");
-    EXPECT_EQ(result.out,
-              "PATIENT Doe^Jane [P1]\n"
-              "  STUDY 20240102 S1 \"CT CHEST\" [2.25.101]\n"
-              "    SERIES CT 1 [2.25.1011]\n"
-              "      IMAGE 1 IMAGES/IM1 [2.25.10111]\n"
-              "      IMAGE 2 IMAGES/IM2 [2.25.10112]\n"
-              "PATIENT Roe^Richard [P2]\n"
-              "  STUDY 20231130 S7 [2.25.201]\n"
-              "    SERIES MR 3 [2.25.2011]\n"
-              "      IMAGE 1 IMAGES/IM3 [2.25.20111]\n"
-              "    SERIES OT 4 [2.25.2012]\n"
-              "      IMAGE 1 IMAGES/IM4 [2.25.20121]\n");
-
-    // The same hierarchy as JSON, each record's line with its children.
-    const Outcome json = refcntr::testfiles::runRefcntr("tree --json " + quoted(Directory()), scratch);
-    ASSERT_EQ(json.exitCode, 0) << json.err;
-    const auto record = [](const std::string& line, const std::string& children) {
-        return "\n{\"record\": \"" + line + "\", \"children\": [" + children + "]}";
-    };
-    EXPECT_EQ(json.out,
-              "[" +
-                  record("PATIENT Doe^Jane [P1]",
-                         record("STUDY 20240102 S1 \\\"CT CHEST\\\" [2.25.101]",
-                                record("SERIES CT 1 [2.25.1011]", record("IMAGE 1 IMAGES/IM1 [2.25.10111]", "") + "," +
-                                                                      record("IMAGE 2 IMAGES/IM2 [2.25.10112]", "")))) +
-                  "," +
-                  record("PATIENT Roe^Richard [P2]",
-                         record("STUDY 20231130 S7 [2.25.201]",
-                                record("SERIES MR 3 [2.25.2011]", record("IMAGE 1 IMAGES/IM3 [2.25.20111]", "")) + "," +
-                                    record("SERIES OT 4 [2.25.2012]", record("IMAGE 1 IMAGES/IM4 [2.25.20121]", "")))) +
-                  "\n]\n");
+    for (const auto& [options, golden] : {std::pair{"", "tree.txt"}, std::pair{"--json ", "tree.json"}}) {
+        const Outcome result =
+            refcntr::testfiles::runRefcntr(std::string("tree ") + options + quoted(Directory()), scratch);
+        ASSERT_EQ(result.exitCode, 0) << result.err;
+        EXPECT_EQ(result.err, "");
+        expectGoldenCopy(golden, result.out);
+    }
 }
 
 // Records in file order: 0 the first patient, 1 its study, 2 its series, 3 and 4 its images,
@@ -138,56 +112,7 @@ TEST_F(TreeCommand, ListsEveryRecordOfALargeDirectoryUnderItsParent) {
     const Outcome result = Tree(path);
     ASSERT_EQ(result.exitCode, 0) << result.err;
     EXPECT_EQ(result.err, "");
-
-    std::istringstream lines(result.out);
-    std::string line;
-    unsigned counts[4] = {};
-    const char* const levels[] = {"PATIENT ", "  STUDY ", "    SERIES ", "      IMAGE "};
-    while (std::getline(lines, line)) {
-        unsigned level = 0;
-        while (level < 4 && line.rfind(levels[level], 0) != 0) ++level;
-        ASSERT_LT(level, 4u) << line;
-        ++counts[level];
-    }
-    EXPECT_EQ(counts[0], 36u);
-    EXPECT_EQ(counts[1], 71u);
-    EXPECT_EQ(counts[2], 211u);
-    EXPECT_EQ(counts[3], 1682u);
-    EXPECT_EQ(result.out.substr(0, result.out.find("      IMAGE 1 IMAGES/P0/S0/E1/")),
-              "PATIENT Patient^0 [P0]\n"
-              "  STUDY 20240102 S0 \"STUDY 0\" [2.25.0.0]\n"
-              "    SERIES CT 1 [2.25.0.0.0]\n"
-              "      IMAGE 1 IMAGES/P0/S0/E0/I0 [2.25.0.0.0.0]\n"
-              "      IMAGE 2 IMAGES/P0/S0/E0/I1 [2.25.0.0.0.1]\n"
-              "      IMAGE 3 IMAGES/P0/S0/E0/I2 [2.25.0.0.0.2]\n"
-              "      IMAGE 4 IMAGES/P0/S0/E0/I3 [2.25.0.0.0.3]\n"
-              "      IMAGE 5 IMAGES/P0/S0/E0/I4 [2.25.0.0.0.4]\n"
-              "      IMAGE 6 IMAGES/P0/S0/E0/I5 [2.25.0.0.0.5]\n"
-              "      IMAGE 7 IMAGES/P0/S0/E0/I6 [2.25.0.0.0.6]\n"
-              "      IMAGE 8 IMAGES/P0/S0/E0/I7 [2.25.0.0.0.7]\n"
-              "    SERIES CT 2 [2.25.0.0.1]\n");
-    EXPECT_EQ(result.out.substr(result.out.rfind("      IMAGE 8")),
-              "      IMAGE 8 IMAGES/P34/S1/E2/I7 [2.25.34.1.2.7]\n"
-              "PATIENT Patient^35 [P35]\n"
-              "  STUDY 20240102 S0 \"STUDY 0\" [2.25.35.0]\n"
-              "    SERIES CT 1 [2.25.35.0.0]\n"
-              "      IMAGE 1 IMAGES/P35/S0/E0/I0 [2.25.35.0.0.0]\n"
-              "      IMAGE 2 IMAGES/P35/S0/E0/I1 [2.25.35.0.0.1]\n");
-}
-
-TEST_F(TreeCommand, OtherFilesAreNotDirectories) {
-    const std::string sample = refcntr::testfiles::samplePath();
-    const std::pair<std::string, std::string> cases[] = {
-        {sample, "not a media directory"},
-        {files->File("IMAGES/IM1"), "not a media directory"},
-        {files->File("missing"), "no such file"},
-    };
-    for (const auto& [path, message] : cases) {
-        const Outcome result = Tree(path);
-        EXPECT_EQ(result.exitCode, 1) << path;
-        EXPECT_EQ(result.out, "");
-        EXPECT_TRUE(contains(result.err, "'" + path + "'") && contains(result.err, message)) << result.err;
-    }
+    expectGoldenCopy("tree-large.txt", result.out);
 }
 
 }  // namespace
