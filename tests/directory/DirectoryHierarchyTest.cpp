@@ -107,19 +107,6 @@ std::string elementsOf(const std::string& path) {
     return text.str();
 }
 
-Record* findRecord(const DirectoryFile& file, const std::string& description) {
-    std::function<Record*(const std::vector<Record*>&)> search = [&](const std::vector<Record*>& level) -> Record* {
-        for (Record* record : level) {
-            if (describe(*record) == description) return record;
-            if (Record* found = search(file.children(*record))) return found;
-        }
-        return nullptr;
-    };
-    Record* found = search(file.roots());
-    EXPECT_NE(found, nullptr) << description;
-    return found;
-}
-
 Record* newRecord(const std::string& type, const std::function<void(Record&)>& keys) {
     auto* record = new Record();
     record->setDirectoryRecordTypeElement(type);
@@ -362,14 +349,14 @@ TEST_P(DirectoryWrite, AnUnchangedDirectory) {
 // record after each edit moves.
 TEST_P(DirectoryWrite, EditedAddedAndRemovedRecords) {
     const auto file = DirectoryFile::read(original());
-    findRecord(*file, "PATIENT Doe^Jane")->setPatientNameElement("Doe-Montgomery^Jane^Elisabeth^Dr.^PhD");
+    file->roots().front()->setPatientNameElement("Doe-Montgomery^Jane^Elisabeth^Dr.^PhD");
     Record* series = newRecord("SERIES", [](Record& r) {
         r.setSeriesInstanceUIDElement("2.25.1019");
         r.setSeriesNumberElement(9);
     });
-    file->addRecord(series, findRecord(*file, "STUDY S1"));
+    file->addRecord(series, file->children(*file->roots().front()).front());
     file->addRecord(newImage("2.25.10191"), series);
-    file->removeRecord(findRecord(*file, "STUDY S7"));
+    file->removeRecord(file->children(*file->roots().back()).front());
     const auto& records = file->directory()
                               .getDirectoryInformationEntity()
                               ->getDirectoryInformationModule()

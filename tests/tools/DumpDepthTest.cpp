@@ -41,9 +41,7 @@ TEST(DumpDepth, EachLevelOpensOneMoreBlockAndCollapsesTheRestOntoTheirNamingLine
               "itsEntity =\n{\n  itsModule =\n  {\n    itsValueElement = \"{\"\n    itsSequenceElement = \n    {\n"
               "      Item 0: {...},\n      Item 1: {...}\n    }\n  }\n  itsEmptyModule = <empty>\n}\n"
               "itsOtherEntity = <not present>");
-}
-
-TEST(DumpDepth, EnoughLevelsLeaveTheDumpAsItWas) {
+    // Enough levels leave the dump as it was.
     EXPECT_EQ(limitDumpDepth(dump, 6), dump);
     EXPECT_EQ(limitDumpDepth(std::string(dump) + "\n", 60), std::string(dump) + "\n");
     EXPECT_EQ(limitDumpDepth("itsValueElement = 1", 1), "itsValueElement = 1");
