@@ -23,6 +23,7 @@
 #include "platform/TestFiles.h"
 #include "support/BuiltFiles.h"
 #include "support/RunProgram.h"
+#include "support/SameDataSet.h"
 #include "refcntr/factory/CompositeIODFactory.h"
 #include "refcntr/factory/UnmodelledAttributes.h"
 #include "refcntr/general/InformationEntities.h"
@@ -45,74 +46,8 @@ namespace {
 
 using namespace testfiles;
 
-// The value of a non-sequence element as text that is the same for the same numbers whatever
-// the byte order and the VR chosen among US, SS and OW: strings without their pad, decimal and
-// integer strings as the numbers they hold, binary values as their little-endian bytes in hex.
-std::string valueText(DcmElement& element) {
-    const DcmEVR vr = element.ident();
-    std::string text;
-    char number[32];
-    if (vr == EVR_DS || vr == EVR_IS) {
-        for (unsigned long i = 0; i < element.getVM(); ++i) {
-            Float64 decimal = 0;
-            Sint32 integer = 0;
-            if (vr == EVR_DS ? element.getFloat64(decimal, i).bad() : element.getSint32(integer, i).bad())
-                return "unparsable";
-            if (vr == EVR_DS)
-                std::snprintf(number, sizeof number, "%.17g\\", decimal);
-            else
-                std::snprintf(number, sizeof number, "%d\\", int(integer));
-            text += number;
-        }
-        return text;
-    }
-    if (element.isaString()) {
-        OFString value;
-        element.getOFStringArray(value);
-        return value.c_str();
-    }
-    const Uint32 length = element.getLength();
-    std::string bytes(length, '\0');
-    if (length > 0 && element.getPartialValue(bytes.data(), 0, length, nullptr, EBO_LittleEndian).bad())
-        return "unreadable";
-    for (unsigned char byte : bytes) {
-        std::snprintf(number, sizeof number, "%02x", byte);
-        text += number;
-    }
-    return text;
-}
-
-std::string tagText(const DcmTagKey& tag) { return tag.toString().c_str(); }
-
-// Every element of `expected` is in `actual` with the same value (and the same VR when
-// `sameVRs`), items of sequences included, and `actual` holds nothing else.
-void expectSameItem(DcmItem& expected, DcmItem& actual, const std::string& where, bool sameVRs) {
-    for (unsigned long i = 0; i < actual.card(); ++i)
-        if (!expected.tagExists(actual.getElement(i)->getTag()))
-            ADD_FAILURE() << where << tagText(actual.getElement(i)->getTag()) << " was added";
-    for (unsigned long i = 0; i < expected.card(); ++i) {
-        DcmElement* original = expected.getElement(i);
-        const std::string place = where + tagText(original->getTag());
-        DcmElement* written = nullptr;
-        if (actual.findAndGetElement(original->getTag(), written, OFFalse).bad()) {
-            ADD_FAILURE() << place << " was not written";
-            continue;
-        }
-        if (sameVRs) {
-            EXPECT_EQ(DcmVR(written->ident()).getVRName(), DcmVR(original->ident()).getVRName()) << place;
-        }
-        if (original->ident() != EVR_SQ) {
-            EXPECT_EQ(valueText(*written), valueText(*original)) << place;
-            continue;
-        }
-        auto& originalItems = static_cast<DcmSequenceOfItems&>(*original);
-        auto& writtenItems = static_cast<DcmSequenceOfItems&>(*written);
-        ASSERT_EQ(writtenItems.card(), originalItems.card()) << place;
-        for (unsigned long item = 0; item < originalItems.card(); ++item)
-            expectSameItem(*originalItems.getItem(item), *writtenItems.getItem(item),
-                           place + "[" + std::to_string(item) + "]", sameVRs);
-    }
-}
+using testing::Comparison;
+using testing::FlatElements;
 
 std::unique_ptr<DcmFileFormat> loadWithDcmtk(const std::string& path) {
     auto file = std::make_unique<DcmFileFormat>();
@@ -120,19 +55,32 @@ std::unique_ptr<DcmFileFormat> loadWithDcmtk(const std::string& path) {
     return file;
 }
 
+// Values compared as DCMTK reads them: decimal and integer strings as the numbers they hold,
+// whatever the byte order and the VR chosen among US, SS and OW.
+Comparison byValue(bool sameVRs) {
+    Comparison how(sameVRs);
+    how.numbersAsValues = true;
+    return how;
+}
+
 // The meta headers are the same but for the transfer syntax, which is the one written, and the
 // group length, which follows from it.
-void expectSameMeta(DcmFileFormat& original, DcmFileFormat& written, TransferSyntax syntax, const std::string& where) {
-    DcmMetaInfo expected(*original.getMetaInfo());
-    DcmMetaInfo actual(*written.getMetaInfo());
+void expectSameMeta(DcmFileFormat& original, DcmFileFormat& written, TransferSyntax syntax) {
     OFString transferSyntax;
-    actual.findAndGetOFString(DCM_TransferSyntaxUID, transferSyntax);
-    EXPECT_EQ(transferSyntax, DcmXfer(dcmtkSyntax(syntax)).getXferID()) << where;
-    for (const DcmTagKey& tag : {DCM_FileMetaInformationGroupLength, DCM_TransferSyntaxUID}) {
-        delete expected.remove(tag);
-        delete actual.remove(tag);
-    }
-    expectSameItem(expected, actual, where + "meta ", true);
+    written.getMetaInfo()->findAndGetOFString(DCM_TransferSyntaxUID, transferSyntax);
+    EXPECT_EQ(transferSyntax, DcmXfer(dcmtkSyntax(syntax)).getXferID());
+    Comparison how = byValue(true);
+    how.anyValue = {DCM_FileMetaInformationGroupLength, DCM_TransferSyntaxUID};
+    testing::expectSameDataSet(*original.getMetaInfo(), *written.getMetaInfo(), "meta ", how);
+}
+
+// The file written holds the original's elements and meta header, in the transfer syntax written.
+void expectSameFile(const std::string& originalPath, const std::string& writtenPath, TransferSyntax syntax,
+                    bool sameVRs) {
+    const auto original = loadWithDcmtk(originalPath);
+    const auto written = loadWithDcmtk(writtenPath);
+    testing::expectSameDataSet(*original->getDataset(), *written->getDataset(), "", byValue(sameVRs));
+    expectSameMeta(*original, *written, syntax);
 }
 
 // Runs dcmpschk on the file: it passes when it says so and reports no error.
@@ -152,7 +100,7 @@ void expectDcmpschkPasses(const std::string& path) {
 struct Edited {
     DcmTagKey sequence;  // the first item of this sequence holds the element; none: the data set
     DcmTagKey tag;
-    const char* value;  // as valueText gives it after the edit
+    const char* value;  // as the comparison by value gives it after the edit
 };
 const Edited editedElements[] = {
     {DcmTagKey(), DCM_ContentLabel, "EDITED_LABEL"},
@@ -166,17 +114,11 @@ const Edited editedElements[] = {
     {DcmTagKey(), DCM_InstanceCreationTime, "235959"},
 };
 
-DcmItem& holderOf(DcmDataset& data, const Edited& edited) {
-    if (edited.sequence == DcmTagKey()) return data;
-    DcmItem* item = nullptr;
-    EXPECT_TRUE(data.findAndGetSequenceItem(edited.sequence, item, 0).good()) << tagText(edited.sequence);
-    return item ? *item : static_cast<DcmItem&>(data);
-}
-
-std::string textOf(DcmDataset& data, const Edited& edited) {
-    DcmElement* element = nullptr;
-    if (holderOf(data, edited).findAndGetElement(edited.tag, element).bad()) return "<absent>";
-    return valueText(*element);
+// Where the comparison of data sets finds the element.
+std::string pathOf(const Edited& edited) {
+    const std::string holder =
+        edited.sequence == DcmTagKey() ? "" : edited.sequence.toString().c_str() + std::string("[0]");
+    return holder + edited.tag.toString().c_str();
 }
 
 class DcmpsmkState : public ::testing::TestWithParam<TransferSyntax> {};
@@ -214,16 +156,18 @@ TEST_P(DcmpsmkState, EditedInSeveralModulesPassesDcmpschkAndKeepsEveryOtherEleme
     const auto original = loadWithDcmtk(source);
     const auto edited = loadWithDcmtk(written);
     EXPECT_EQ(DcmXfer(edited->getDataset()->getOriginalXfer()).getXfer(), dcmtkSyntax(syntax));
-    DcmDataset& after = *edited->getDataset();
-    DcmDataset& before = *original->getDataset();
+    FlatElements before, after;
+    testing::flatten(*original->getDataset(), "", byValue(true), before);
+    testing::flatten(*edited->getDataset(), "", byValue(true), after);
     for (const Edited& element : editedElements) {
-        EXPECT_EQ(textOf(after, element), element.value) << tagText(element.tag);
-        EXPECT_NE(textOf(before, element), element.value) << tagText(element.tag);
-        delete holderOf(after, element).remove(element.tag);
-        delete holderOf(before, element).remove(element.tag);
+        const std::string path = pathOf(element);
+        EXPECT_EQ(after[path].value, element.value) << path;
+        EXPECT_NE(before[path].value, element.value) << path;
+        before.erase(path);
+        after.erase(path);
     }
-    expectSameItem(before, after, "", true);
-    expectSameMeta(*original, *edited, syntax, "");
+    testing::expectSameElements(before, after, "", byValue(true));
+    expectSameMeta(*original, *edited, syntax);
 }
 
 INSTANTIATE_TEST_SUITE_P(EachByteOrder, DcmpsmkState,
@@ -246,10 +190,7 @@ TEST_P(DcmpsmkStateWithTables, SavedIntoAFreshDataSetIsTheSame) {
     writeDicomFile(written, fresh, to);
     // dcmpschk misses the VOI LUT of any implicit VR file, dcmpsmk's own included.
     if (to != TransferSyntax::ImplicitLittle) expectDcmpschkPasses(written);
-    const auto original = loadWithDcmtk(source);
-    const auto copy = loadWithDcmtk(written);
-    expectSameItem(*original->getDataset(), *copy->getDataset(), "", to != TransferSyntax::ImplicitLittle);
-    expectSameMeta(*original, *copy, to, "");
+    expectSameFile(source, written, to, to != TransferSyntax::ImplicitLittle);
 }
 
 INSTANTIATE_TEST_SUITE_P(EachByteOrderToEachTransferSyntax, DcmpsmkStateWithTables,
@@ -277,7 +218,7 @@ TEST(PresentationFile, DcmpsmkMediaLocationsInsideItemsAreCarriedIntoTheSavedSta
     writeDicomFile(scratch.File("saved.dcm"), fresh, TransferSyntax::ExplicitLittle);
     const auto original = loadWithDcmtk(builtFile("dcmpsmk-media"));
     const auto copy = loadWithDcmtk(scratch.File("saved.dcm"));
-    expectSameItem(*original->getDataset(), *copy->getDataset(), "", true);
+    testing::expectSameDataSet(*original->getDataset(), *copy->getDataset(), "", byValue(true));
 }
 
 // --- the three kinds of state with the hard parts ----------------------------------------------
@@ -321,8 +262,8 @@ TEST_P(StateFile, SavedAndWrittenEqualsTheOriginal) {
     }
     EXPECT_EQ(overlay6002, 9u);
     const bool explicitVRs = from != TransferSyntax::ImplicitLittle && to != TransferSyntax::ImplicitLittle;
-    expectSameItem(expected, *written->getDataset(), "", explicitVRs);
-    expectSameMeta(*original, *written, to, "");
+    testing::expectSameDataSet(expected, *written->getDataset(), "", byValue(explicitVRs));
+    expectSameMeta(*original, *written, to);
 }
 
 INSTANTIATE_TEST_SUITE_P(EachKindFromAndToEachTransferSyntax, StateFile,
@@ -442,8 +383,9 @@ TEST_P(ViewerBlocks, BehindAnotherCreatorsBlockAreReadAndWrittenBackInPlace) {
          {std::pair(read.get(), "two-viewer-blocks"), std::pair(&fresh, "two-viewer-blocks-saved-fresh")}) {
         writeDicomFile(written, *saved, syntax);
         // In implicit VR files DCMTK knows no VR for the other creator's elements.
-        expectSameItem(*loadWithDcmtk(builtFile(expected, syntax))->getDataset(), *loadWithDcmtk(written)->getDataset(),
-                       std::string(expected) + " ", syntax != TransferSyntax::ImplicitLittle);
+        testing::expectSameDataSet(*loadWithDcmtk(builtFile(expected, syntax))->getDataset(),
+                                   *loadWithDcmtk(written)->getDataset(), std::string(expected) + " ",
+                                   byValue(syntax != TransferSyntax::ImplicitLittle));
     }
 }
 
@@ -457,10 +399,7 @@ TEST(PresentationSample, SavedIntoAFreshDataSetEqualsTheOriginal) {
     createCompositeIOD(*read)->save(fresh);
     ScratchDirectory scratch;
     writeDicomFile(scratch.File("sample.dcm"), fresh, TransferSyntax::ExplicitLittle);
-    const auto original = loadWithDcmtk(samplePath());
-    const auto written = loadWithDcmtk(scratch.File("sample.dcm"));
-    expectSameItem(*original->getDataset(), *written->getDataset(), "", true);
-    expectSameItem(*original->getMetaInfo(), *written->getMetaInfo(), "meta ", true);
+    expectSameFile(samplePath(), scratch.File("sample.dcm"), TransferSyntax::ExplicitLittle, true);
 }
 
 }  // namespace
