@@ -17,13 +17,13 @@
 
 #include "TestFiles.h"
 #include "support/BuiltFiles.h"
+#include "support/RawBytes.h"
 #include "support/RunProgram.h"
 #include "refcntr/platform/DICOMDataObject.h"
 #include "refcntr/platform/DataDictionary.h"
 #include "refcntr/platform/DataSetDecoder.h"
 #include "refcntr/platform/DataSetEncoder.h"
 #include "refcntr/platform/DcmtkBridge.h"
-#include "refcntr/platform/LengthField.h"
 #include "refcntr/platform/ReadNotes.h"
 #include "refcntr/platform/DicomFile.h"
 #include "refcntr/platform/Exceptions.h"
@@ -274,24 +274,13 @@ std::unique_ptr<DICOMDataObject> decodeBytes(const std::string& bytes) {
     return decodeCommonFile(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
 }
 
-// A file of raw elements after DCMTK's meta header, in explicit VR little endian: short-length
-// VRs take "VR" + 16-bit length, the others the long form.
+// A file of raw elements (explicit VR little endian) after DCMTK's meta header.
 std::string rawFile(const std::string& elements) {
     DICOMDataObject meta;
     auto* uid = new VR(0x0008, 0x0016, VRCode::UI, LittleEndian);
     uid->SetData("1.2.840.10008.5.1.4.1.1.11.1", 28);
     meta.ReplaceVR(uid);
     return encodeFileHeader(meta, TransferSyntax::ExplicitLittle) + elements;
-}
-
-std::string rawElement(UINT16 group, UINT16 element, const char* vr, const std::string& value) {
-    std::string bytes{char(group & 0xFF), char(group >> 8), char(element & 0xFF), char(element >> 8), vr[0], vr[1]};
-    const UINT32 length = UINT32(value.size());
-    if (hasLongLengthField(VRCode::make(vr[0], vr[1])))
-        bytes += std::string{0, 0, char(length), char(length >> 8), char(length >> 16), char(length >> 24)};
-    else
-        bytes += std::string{char(length), char(length >> 8)};
-    return bytes + value;
 }
 
 // The common file is read straight into the data set, and what it gives is what reading
@@ -302,21 +291,19 @@ TEST(CommonFiles, DecodedStraightReadAsThroughDCMTK) {
     ScratchDirectory scratch;
     const std::string texts = scratch.File("texts.dcm");
     const std::string item =
-        rawElement(0x0008, 0x1150, "UI", std::string("1.2.3\0", 6)) + rawElement(0x0008, 0x1155, "UI", "1.2.34");
-    const std::string delimitedItem =
-        std::string("\xFE\xFF\x00\xE0\xFF\xFF\xFF\xFF", 8) + item + std::string("\xFE\xFF\x0D\xE0\x00\x00\x00\x00", 8);
-    const std::string definedItem = std::string("\xFE\xFF\x00\xE0", 4) + std::string{char(item.size()), 0, 0, 0} + item;
+        raw::element(0x0008, 0x1150, "UI", std::string("1.2.3\0", 6)) + raw::element(0x0008, 0x1155, "UI", "1.2.34");
+    const std::string delimitedItem = raw::undefinedLengthItemStart() + item + raw::itemDelimiter();
     writeWholeFile(
-        texts, rawFile(rawElement(0x0008, 0x0000, "UL", std::string("\x10\x00\x00\x00", 4)) +
-                       rawElement(0x0008, 0x0020, "DA", "20240101") + rawElement(0x0008, 0x0030, "TM", "1015  ") +
-                       rawElement(0x0008, 0x0054, "AE", " AE ") + rawElement(0x0008, 0x0060, "CS", "  ") +
-                       rawElement(0x0008, 0x1030, "LO", "  AB  ") +
-                       rawElement(0x0008, 0x1140, "SQ", delimitedItem + definedItem).replace(8, 4, "\xFF\xFF\xFF\xFF") +
-                       std::string("\xFE\xFF\xDD\xE0\x00\x00\x00\x00", 8) +
-                       rawElement(0x0008, 0x114A, "SQ", definedItem) + rawElement(0x0010, 0x0010, "PN", "A B ") +
-                       rawElement(0x0010, 0x1010, "AS", "") + rawElement(0x0018, 0x0050, "DS", " 1.5") +
-                       rawElement(0x0020, 0x0013, "IS", "12  ") + rawElement(0x0020, 0x4000, "LT", "X\\  ") +
-                       rawElement(0x0040, 0xA160, "UT", "A   ") + rawElement(0x0070, 0x0006, "ST", "text  ")));
+        texts,
+        rawFile(raw::element(0x0008, 0x0000, "UL", raw::u32(16)) + raw::element(0x0008, 0x0020, "DA", "20240101") +
+                raw::element(0x0008, 0x0030, "TM", "1015  ") + raw::element(0x0008, 0x0054, "AE", " AE ") +
+                raw::element(0x0008, 0x0060, "CS", "  ") + raw::element(0x0008, 0x1030, "LO", "  AB  ") +
+                raw::undefinedLengthSequenceStart(0x0008, 0x1140) + delimitedItem + raw::item(item) +
+                raw::sequenceDelimiter() + raw::element(0x0008, 0x114A, "SQ", raw::item(item)) +
+                raw::element(0x0010, 0x0010, "PN", "A B ") + raw::element(0x0010, 0x1010, "AS", "") +
+                raw::element(0x0018, 0x0050, "DS", " 1.5") + raw::element(0x0020, 0x0013, "IS", "12  ") +
+                raw::element(0x0020, 0x4000, "LT", "X\\  ") + raw::element(0x0040, 0xA160, "UT", "A   ") +
+                raw::element(0x0070, 0x0006, "ST", "text  ")));
     const std::string paths[] = {builtFile("every-vr", TransferSyntax::ExplicitLittle),
                                  builtFile("every-vr", TransferSyntax::ExplicitBig), samplePath(), texts};
     for (const std::string& path : paths) {
@@ -331,15 +318,15 @@ TEST(CommonFiles, DecodedStraightReadAsThroughDCMTK) {
     }
 
     const std::pair<const char*, std::string> leftToDcmtk[] = {
-        {"a VR other than the dictionary's", rawElement(0x0010, 0x0010, "LO", "AB")},
-        {"UN", rawElement(0x0010, 0x0010, "UN", "AB")},
-        {"an odd length", rawElement(0x0010, 0x0010, "PN", "ABC")},
-        {"a NUL in a text", rawElement(0x0010, 0x0010, "PN", std::string("AB\0\0", 4))},
-        {"a blank in a UID", rawElement(0x0008, 0x0018, "UI", "1.2 ")},
-        {"a vertical tab in a UID", rawElement(0x0008, 0x0018, "UI", std::string("1.2\v\0", 4))},
-        {"elements out of order", rawElement(0x0010, 0x0020, "LO", "AB") + rawElement(0x0010, 0x0010, "PN", "AB")},
-        {"a value past the end", rawElement(0x0010, 0x0010, "PN", "ABCD").substr(0, 10)},
-        {"a VR no one knows", rawElement(0x0010, 0x0010, "QQ", "AB")},
+        {"a VR other than the dictionary's", raw::element(0x0010, 0x0010, "LO", "AB")},
+        {"UN", raw::element(0x0010, 0x0010, "UN", "AB")},
+        {"an odd length", raw::element(0x0010, 0x0010, "PN", "ABC")},
+        {"a NUL in a text", raw::element(0x0010, 0x0010, "PN", std::string("AB\0\0", 4))},
+        {"a blank in a UID", raw::element(0x0008, 0x0018, "UI", "1.2 ")},
+        {"a vertical tab in a UID", raw::element(0x0008, 0x0018, "UI", std::string("1.2\v\0", 4))},
+        {"elements out of order", raw::element(0x0010, 0x0020, "LO", "AB") + raw::element(0x0010, 0x0010, "PN", "AB")},
+        {"a value past the end", raw::element(0x0010, 0x0010, "PN", "ABCD").substr(0, 10)},
+        {"a VR no one knows", raw::element(0x0010, 0x0010, "QQ", "AB")},
     };
     for (const auto& [fault, elements] : leftToDcmtk) EXPECT_EQ(decodeBytes(rawFile(elements)), nullptr) << fault;
     // Found by fuzzing: files that DCMTK reads otherwise than the decoder would (a meta element
@@ -351,7 +338,7 @@ TEST(CommonFiles, DecodedStraightReadAsThroughDCMTK) {
     }
     // A meta group length that ends the meta header elsewhere than group 0002 ends: DCMTK
     // follows the length.
-    std::string misplaced = rawFile(rawElement(0x0010, 0x0010, "PN", "AB"));
+    std::string misplaced = rawFile(raw::element(0x0010, 0x0010, "PN", "AB"));
     misplaced[140] = char(misplaced[140] + 10);
     EXPECT_EQ(decodeBytes(misplaced), nullptr);
 }
@@ -430,7 +417,7 @@ TEST(BadFiles, AreRefusedWithTheReason) {
     writeWholeFile(directory.File("empty.dcm"), "");
     writeWholeFile(directory.File("notes.txt"), "Presentation state notes\nnothing DICOM here\n");
     // Cut in 40,000 bytes of pixel data (too many for a dump) that DCMTK leaves on disk, and in the meta header.
-    const std::string whole = rawFile(rawElement(0x7FE0, 0x0010, "OB", std::string(40000, '\x12')));
+    const std::string whole = rawFile(raw::element(0x7FE0, 0x0010, "OB", std::string(40000, '\x12')));
     for (std::size_t cut : {20000, 200, 133})
         writeWholeFile(directory.File("cut-" + std::to_string(cut)), whole.substr(0, cut));
     const char* const truncated = "truncated (the data end inside an element, item or sequence)";

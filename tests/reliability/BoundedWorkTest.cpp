@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/RawBytes.h"
 #include "support/RunProgram.h"
 
 namespace refcntr {
@@ -21,6 +22,7 @@ using testfiles::quoted;
 using testfiles::runRefcntr;
 using testfiles::ScratchDirectory;
 using testfiles::writeWholeFile;
+using namespace testfiles::raw;
 
 // The bounds hold for an optimized build; sanitizers, coverage counters and -O0 multiply the
 // work, so such builds run the commands without them.
@@ -39,57 +41,6 @@ constexpr bool instrumented = false;
 constexpr long mostKilobytes = 1024 * 1024;
 constexpr int mostProcessorSeconds = 10;
 
-void put16(std::string& bytes, std::uint16_t value) {
-    bytes += char(value & 0xFF);
-    bytes += char(value >> 8);
-}
-void put32(std::string& bytes, std::uint32_t value) {
-    put16(bytes, std::uint16_t(value & 0xFFFF));
-    put16(bytes, std::uint16_t(value >> 16));
-}
-
-// An element in explicit VR little endian (or implicit VR when `vr` is null), its value padded
-// to even length.
-std::string element(std::uint16_t group, std::uint16_t number, const char* vr, std::string value, bool uid = false) {
-    if (value.size() % 2) value += uid || (vr && std::string(vr) == "UI") ? '\0' : ' ';
-    std::string bytes;
-    put16(bytes, group);
-    put16(bytes, number);
-    if (vr == nullptr) {
-        put32(bytes, std::uint32_t(value.size()));
-    } else {
-        bytes += vr;
-        if (std::string(vr) == "SQ" || std::string(vr) == "OB") {
-            put16(bytes, 0);
-            put32(bytes, std::uint32_t(value.size()));
-        } else {
-            put16(bytes, std::uint16_t(value.size()));
-        }
-    }
-    return bytes + value;
-}
-
-std::string number32(std::uint32_t value) {
-    std::string bytes;
-    put32(bytes, value);
-    return bytes;
-}
-
-std::string item(const std::string& content) {
-    std::string bytes;
-    put16(bytes, 0xFFFE);
-    put16(bytes, 0xE000);
-    put32(bytes, std::uint32_t(content.size()));
-    return bytes + content;
-}
-
-std::string fileStart(const std::string& sopClass, const std::string& transferSyntax) {
-    const std::string meta = element(0x0002, 0x0001, "OB", std::string("\0\1", 2)) +
-                             element(0x0002, 0x0002, "UI", sopClass) + element(0x0002, 0x0003, "UI", "2.25.9100") +
-                             element(0x0002, 0x0010, "UI", transferSyntax);
-    return std::string(128, '\0') + "DICM" + element(0x0002, 0x0000, "UL", number32(std::uint32_t(meta.size()))) + meta;
-}
-
 const std::string stateClass = "1.2.840.10008.5.1.4.1.1.11.1";
 const std::string referencedImageUID = "2.25.9200";
 
@@ -98,18 +49,17 @@ const std::string referencedImageUID = "2.25.9200";
 std::string stateWithFrames(unsigned frames) {
     std::string numbers;
     for (unsigned frame = 1; frame <= frames; ++frame) numbers += (frame > 1 ? "\\" : "") + std::to_string(frame);
-    const std::string image = element(0x0008, 0x1150, nullptr, "1.2.840.10008.5.1.4.1.1.2", true) +
-                              element(0x0008, 0x1155, nullptr, referencedImageUID, true);
-    const std::string series =
-        element(0x0008, 0x1140, nullptr, item(image)) + element(0x0020, 0x000E, nullptr, "2.25.9300", true);
-    const std::string area = element(0x0008, 0x1140, nullptr, item(image + element(0x0008, 0x1160, nullptr, numbers))) +
-                             element(0x0070, 0x0052, nullptr, number32(1) + number32(1)) +
-                             element(0x0070, 0x0053, nullptr, number32(512) + number32(512)) +
-                             element(0x0070, 0x0100, nullptr, "SCALE TO FIT");
-    return fileStart(stateClass, "1.2.840.10008.1.2") + element(0x0008, 0x0016, nullptr, stateClass, true) +
-           element(0x0008, 0x0018, nullptr, "2.25.9400", true) + element(0x0008, 0x0060, nullptr, "PR") +
-           element(0x0008, 0x1115, nullptr, item(series)) + element(0x0070, 0x005A, nullptr, item(area)) +
-           element(0x0070, 0x0080, nullptr, "FRAMES");
+    const std::string image = element(0x0008, 0x1150, "", uid("1.2.840.10008.5.1.4.1.1.2")) +
+                              element(0x0008, 0x1155, "", uid(referencedImageUID));
+    const std::string series = element(0x0008, 0x1140, "", item(image)) + element(0x0020, 0x000E, "", uid("2.25.9300"));
+    const std::string area = element(0x0008, 0x1140, "", item(image + element(0x0008, 0x1160, "", even(numbers)))) +
+                             element(0x0070, 0x0052, "", u32(1) + u32(1)) +
+                             element(0x0070, 0x0053, "", u32(512) + u32(512)) +
+                             element(0x0070, 0x0100, "", "SCALE TO FIT");
+    return fileStart(stateClass, "1.2.840.10008.1.2") + element(0x0008, 0x0016, "", stateClass) +
+           element(0x0008, 0x0018, "", uid("2.25.9400")) + element(0x0008, 0x0060, "", "PR") +
+           element(0x0008, 0x1115, "", item(series)) + element(0x0070, 0x005A, "", item(area)) +
+           element(0x0070, 0x0080, "", "FRAMES");
 }
 
 // A media directory of records given by type: record i is followed by record i + 1 (its next
@@ -121,18 +71,16 @@ std::string directoryOf(const std::vector<std::string>& types, bool chained) {
     std::vector<std::string> contents;
     contents.reserve(types.size());
     for (std::size_t i = 0; i < types.size(); ++i) {
-        std::string content = element(0x0004, 0x1400, "UL", number32(0)) +
-                              element(0x0004, 0x1410, "US", std::string("\xFF\xFF", 2)) +
-                              element(0x0004, 0x1420, "UL", number32(0)) + element(0x0004, 0x1430, "CS", types[i]);
+        std::string content = element(0x0004, 0x1400, "UL", u32(0)) + element(0x0004, 0x1410, "US", u16(0xFFFF)) +
+                              element(0x0004, 0x1420, "UL", u32(0)) + element(0x0004, 0x1430, "CS", even(types[i]));
         if (types[i] == "IMAGE")
-            content += element(0x0004, 0x1500, "CS", "IMAGES\\IM" + std::to_string(i)) +
-                       element(0x0004, 0x1510, "UI", "1.2.840.10008.5.1.4.1.1.2") +
-                       element(0x0004, 0x1511, "UI", "2.25.95" + std::to_string(i));
+            content += element(0x0004, 0x1500, "CS", even("IMAGES\\IM" + std::to_string(i))) +
+                       element(0x0004, 0x1510, "UI", uid("1.2.840.10008.5.1.4.1.1.2")) +
+                       element(0x0004, 0x1511, "UI", uid("2.25.95" + std::to_string(i)));
         contents.push_back(std::move(content));
     }
-    const std::string head = element(0x0004, 0x1130, "CS", "BOUNDS") + element(0x0004, 0x1200, "UL", number32(0)) +
-                             element(0x0004, 0x1202, "UL", number32(0)) +
-                             element(0x0004, 0x1212, "US", std::string("\0\0", 2));
+    const std::string head = element(0x0004, 0x1130, "CS", "BOUNDS") + element(0x0004, 0x1200, "UL", u32(0)) +
+                             element(0x0004, 0x1202, "UL", u32(0)) + element(0x0004, 0x1212, "US", u16(0));
     std::size_t offset = start.size() + head.size() + 12;  // the sequence's header
     std::vector<std::uint32_t> offsets;
     for (const std::string& content : contents) {
@@ -143,20 +91,13 @@ std::string directoryOf(const std::vector<std::string>& types, bool chained) {
     for (std::size_t i = 0; i < contents.size(); ++i) {
         const std::uint32_t following = i + 1 < contents.size() ? offsets[i + 1] : 0;
         std::string& content = contents[i];
-        content.replace(chained ? 30 : 8, 4, number32(following));
+        content.replace(chained ? 30 : 8, 4, u32(following));
         records += item(content);
     }
     std::string file = start + head + element(0x0004, 0x1220, "SQ", records);
-    file.replace(start.size() + 22, 4, number32(offsets.front()));
-    file.replace(start.size() + 34, 4, number32(chained ? offsets.front() : offsets.back()));
+    file.replace(start.size() + 22, 4, u32(offsets.front()));
+    file.replace(start.size() + 34, 4, u32(chained ? offsets.front() : offsets.back()));
     return file;
-}
-
-// A patient, a study and a series holding `images` images.
-std::string directoryWithImages(std::size_t images) {
-    std::vector<std::string> types{"PATIENT", "STUDY", "SERIES"};
-    types.resize(3 + images, "IMAGE");
-    return directoryOf(types, false);
 }
 
 class BoundedWork : public ::testing::Test {
@@ -208,7 +149,9 @@ TEST_F(BoundedWork, AMillionReferencedFramesInEveryCommand) {
 
 TEST_F(BoundedWork, AHundredThousandRecordsInEveryCommand) {
     const std::string path = scratch.File("DICOMDIR");
-    writeWholeFile(path, directoryWithImages(100000));
+    std::vector<std::string> types{"PATIENT", "STUDY", "SERIES"};
+    types.resize(3 + 100000, "IMAGE");
+    writeWholeFile(path, directoryOf(types, false));
     const Outcome tree = Run("tree " + quoted(path));
     EXPECT_EQ(0, tree.exitCode) << tree.err;
     EXPECT_NE(std::string::npos, tree.out.find("IM99999")) << tree.out.substr(0, 2000);
