@@ -17,6 +17,7 @@
 
 #include "TestFiles.h"
 #include "support/BuiltFiles.h"
+#include "support/Failures.h"
 #include "support/RawBytes.h"
 #include "support/RunProgram.h"
 #include "refcntr/platform/DICOMDataObject.h"
@@ -392,24 +393,6 @@ TEST(DcmtkItems, ToDcmItemCompletesAWordValueOfOddLengthInsteadOfCuttingIt) {
     }
 }
 
-// The message of the RuntimeException readDicomFile or writeDicomFile throws, or "" when it throws none.
-std::string readFailure(const std::string& path) {
-    try {
-        readDicomFile(path);
-    } catch (const RuntimeException& error) {
-        return error.what();
-    }
-    return "";
-}
-std::string writeFailure(const std::string& path, const DICOMDataObject& dataSet, TransferSyntax syntax) {
-    try {
-        writeDicomFile(path, dataSet, syntax);
-    } catch (const RuntimeException& error) {
-        return error.what();
-    }
-    return "";
-}
-
 // Files that cannot be read are refused with their name and what they are (a file that only
 // claims to be empty, and a device, are called what they are).
 TEST(BadFiles, AreRefusedWithTheReason) {
@@ -430,7 +413,8 @@ TEST(BadFiles, AreRefusedWithTheReason) {
                                                          {directory.File("cut-20000"), truncated},
                                                          {directory.File("cut-200"), truncated},
                                                          {directory.File("cut-133"), truncated}};
-    for (const auto& [path, reason] : files) EXPECT_EQ(readFailure(path), "cannot read '" + path + "': " + reason);
+    for (const auto& [path, reason] : files)
+        EXPECT_EQ(failureOf([&] { readDicomFile(path); }), "cannot read '" + path + "': " + reason);
 }
 
 TEST(BadFiles, DamagedCopiesOfTheSampleReadOrThrowButNeverCrash) {
@@ -495,7 +479,7 @@ TEST(EncapsulatedPixelData, AreKeptInTheirOwnTransferSyntaxOnly) {
               valueOf(*readDicomFile(decompressed)->GetVR(0x7FE0, 0x0010)));
 
     const std::string other = directory.File("explicit.dcm");
-    const std::string failure = writeFailure(other, *data, TransferSyntax::ExplicitLittle);
+    const std::string failure = failureOf([&] { writeDicomFile(other, *data, TransferSyntax::ExplicitLittle); });
     EXPECT_EQ(0u, failure.rfind("cannot write '" + other + "': ", 0)) << failure;
     EXPECT_NE(std::string::npos, failure.find("encapsulated pixel data, which can be written only")) << failure;
     EXPECT_FALSE(std::filesystem::exists(other));
@@ -542,18 +526,15 @@ TEST(BadFiles, FailedWritesThrowAndLeaveNothing) {
     name->SetData("Doe ", 4);
     dataSet.ReplaceVR(name);
     const std::string path = directory.File("no-such-directory/out.dcm");
-    EXPECT_EQ(writeFailure(path, dataSet, TransferSyntax::ExplicitLittle),
+    EXPECT_EQ(failureOf([&] { writeDicomFile(path, dataSet, TransferSyntax::ExplicitLittle); }),
               "cannot write '" + path + "': no such directory");
     EXPECT_TRUE(std::filesystem::is_empty(directory.Path()));
 
     const std::string target = directory.File("occupied");
     std::filesystem::create_directory(target);
     writeWholeFile(target + "/keep", "x");
-    EXPECT_NE(writeFailure(target, dataSet, TransferSyntax::ExplicitLittle), "");
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(directory.Path()))
-        names.push_back(entry.path().filename().string());
-    EXPECT_EQ(std::vector<std::string>{"occupied"}, names);
+    EXPECT_NE(failureOf([&] { writeDicomFile(target, dataSet, TransferSyntax::ExplicitLittle); }), "");
+    EXPECT_EQ(std::vector<std::string>{"occupied"}, namesIn(directory.Path()));
 }
 
 }  // namespace

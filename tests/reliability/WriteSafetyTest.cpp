@@ -8,10 +8,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <filesystem>
-#include <functional>
 #include <memory>
 #include <random>
 #include <string>
@@ -19,16 +17,18 @@
 
 #include <gtest/gtest.h>
 
+#include "support/Failures.h"
 #include "support/RunProgram.h"
 #include "refcntr/platform/DICOMDataObject.h"
 #include "refcntr/platform/DicomFile.h"
-#include "refcntr/platform/Exceptions.h"
 #include "refcntr/platform/MDDEntry.h"
 
 namespace refcntr {
 namespace {
 
 using testfiles::contains;
+using testfiles::failureOf;
+using testfiles::namesIn;
 using testfiles::quoted;
 using testfiles::readWholeFile;
 using testfiles::ScratchDirectory;
@@ -49,22 +49,6 @@ DICOMDataObject dataSet(std::size_t padding = 0) {
     return data;
 }
 
-std::vector<std::string> namesIn(const std::filesystem::path& directory) {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(directory)) names.push_back(entry.path().filename());
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-std::string messageOf(const std::function<void()>& write) {
-    try {
-        write();
-    } catch (const RuntimeException& error) {
-        return error.GetMessage();
-    }
-    return "";
-}
-
 TEST(WriteSafety, ALinkIsFollowedAndOtherSpecialFilesAreRefused) {
     ScratchDirectory scratch;
     const std::string target = scratch.File("target.dcm"), link = scratch.File("link.dcm");
@@ -76,9 +60,9 @@ TEST(WriteSafety, ALinkIsFollowedAndOtherSpecialFilesAreRefused) {
 
     const std::string fifo = scratch.File("fifo.dcm");
     ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
-    EXPECT_EQ(messageOf([&] { writeDicomFile(fifo, dataSet(), TransferSyntax::ExplicitLittle); }),
+    EXPECT_EQ(failureOf([&] { writeDicomFile(fifo, dataSet(), TransferSyntax::ExplicitLittle); }),
               "cannot write '" + fifo + "': it is not a regular file");
-    EXPECT_EQ(messageOf([&] { writeDicomFile("/dev/null", dataSet(), TransferSyntax::ExplicitLittle); }),
+    EXPECT_EQ(failureOf([&] { writeDicomFile("/dev/null", dataSet(), TransferSyntax::ExplicitLittle); }),
               "cannot write '/dev/null': it is not a regular file");
     EXPECT_TRUE(std::filesystem::is_fifo(fifo));
     EXPECT_EQ(namesIn(scratch.Path()), (std::vector<std::string>{"fifo.dcm", "link.dcm", "target.dcm"}));
@@ -113,7 +97,7 @@ TEST(WriteSafety, AKilledWritesLeftoverIsRemovedAndAWriteInProgressIsNotDisturbe
     writeWholeFile(temporary, "being written");
     const int held = ::open(temporary.c_str(), O_RDONLY);
     ASSERT_EQ(::flock(held, LOCK_EX), 0);
-    EXPECT_EQ(messageOf([&] { writeDicomFile(path, dataSet(), TransferSyntax::ExplicitLittle); }),
+    EXPECT_EQ(failureOf([&] { writeDicomFile(path, dataSet(), TransferSyntax::ExplicitLittle); }),
               "cannot write '" + path + "': another write to it is in progress");
     EXPECT_EQ(readWholeFile(temporary), "being written");
     ::close(held);
@@ -131,7 +115,7 @@ TEST(WriteSafety, AWriteThatCannotGrowTheFileFailsByNameAndLeavesTheOldFile) {
         const rlimit limit{1 << 16, 1 << 16};
         ::setrlimit(RLIMIT_FSIZE, &limit);
         const std::string message =
-            messageOf([&] { writeDicomFile(path, dataSet(1 << 20), TransferSyntax::ExplicitLittle); });
+            failureOf([&] { writeDicomFile(path, dataSet(1 << 20), TransferSyntax::ExplicitLittle); });
         if (message == "cannot write '" + path + "': file too large") ::_exit(0);
         std::fprintf(stderr, "%s\n", message.c_str());
         ::_exit(1);
