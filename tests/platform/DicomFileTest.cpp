@@ -517,24 +517,4 @@ TEST(EncapsulatedPixelData, OfOtherToolkitsWriteBackElementForElement) {
     EXPECT_GE(compared, 30u);
 }
 
-// A failed write throws naming the file and leaves nothing: not into a missing directory, and
-// not its temporary file when the final rename fails (the target is a non-empty directory).
-TEST(BadFiles, FailedWritesThrowAndLeaveNothing) {
-    ScratchDirectory directory;
-    DICOMDataObject dataSet;
-    auto* name = new VR(0x0010, 0x0010, VRCode::PN, LittleEndian);
-    name->SetData("Doe ", 4);
-    dataSet.ReplaceVR(name);
-    const std::string path = directory.File("no-such-directory/out.dcm");
-    EXPECT_EQ(failureOf([&] { writeDicomFile(path, dataSet, TransferSyntax::ExplicitLittle); }),
-              "cannot write '" + path + "': no such directory");
-    EXPECT_TRUE(std::filesystem::is_empty(directory.Path()));
-
-    const std::string target = directory.File("occupied");
-    std::filesystem::create_directory(target);
-    writeWholeFile(target + "/keep", "x");
-    EXPECT_NE(failureOf([&] { writeDicomFile(target, dataSet, TransferSyntax::ExplicitLittle); }), "");
-    EXPECT_EQ(std::vector<std::string>{"occupied"}, namesIn(directory.Path()));
-}
-
 }  // namespace

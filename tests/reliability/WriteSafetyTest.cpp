@@ -49,7 +49,10 @@ DICOMDataObject dataSet(std::size_t padding = 0) {
     return data;
 }
 
-TEST(WriteSafety, ALinkIsFollowedAndOtherSpecialFilesAreRefused) {
+// A link is followed; a target that is not a regular file, or not in a directory, is refused by
+// name, and the write leaves nothing behind (not its temporary file when the final rename fails:
+// the target is a non-empty directory).
+TEST(WriteSafety, ALinkIsFollowedAndOtherTargetsAreRefusedLeavingNothing) {
     ScratchDirectory scratch;
     const std::string target = scratch.File("target.dcm"), link = scratch.File("link.dcm");
     writeWholeFile(target, "old");
@@ -64,8 +67,15 @@ TEST(WriteSafety, ALinkIsFollowedAndOtherSpecialFilesAreRefused) {
               "cannot write '" + fifo + "': it is not a regular file");
     EXPECT_EQ(failureOf([&] { writeDicomFile("/dev/null", dataSet(), TransferSyntax::ExplicitLittle); }),
               "cannot write '/dev/null': it is not a regular file");
+    const std::string missing = scratch.File("no-such-directory/out.dcm");
+    EXPECT_EQ(failureOf([&] { writeDicomFile(missing, dataSet(), TransferSyntax::ExplicitLittle); }),
+              "cannot write '" + missing + "': no such directory");
+    const std::string occupied = scratch.File("occupied");
+    std::filesystem::create_directory(occupied);
+    writeWholeFile(occupied + "/keep", "x");
+    EXPECT_NE(failureOf([&] { writeDicomFile(occupied, dataSet(), TransferSyntax::ExplicitLittle); }), "");
     EXPECT_TRUE(std::filesystem::is_fifo(fifo));
-    EXPECT_EQ(namesIn(scratch.Path()), (std::vector<std::string>{"fifo.dcm", "link.dcm", "target.dcm"}));
+    EXPECT_EQ(namesIn(scratch.Path()), (std::vector<std::string>{"fifo.dcm", "link.dcm", "occupied", "target.dcm"}));
 }
 
 TEST(WriteSafety, AReplacedFileKeepsItsPermissionsAndALongNameIsWritten) {
