@@ -271,15 +271,11 @@ std::string nestedExplicitly(std::size_t depth) {
 // The same as a bare implicit VR data set with defined lengths.
 std::string nestedImplicitly(std::size_t depth) {
     std::string file = element(0x0008, 0x0060, "", "PR");
-    // Lengths from the inside out: an item holds the level within, a sequence its one item.
-    std::vector<std::uint32_t> itemLengths(depth);
-    std::uint32_t inner = 8 + 4;  // the innermost element
-    for (std::size_t level = depth; level-- > 0;) {
-        itemLengths[level] = inner;
-        inner = 8 + 8 + inner;
+    for (std::size_t level = 0; level < depth; ++level) {
+        // An item holds the levels within it, 16 bytes of headers each, and the innermost element.
+        const std::uint32_t itemLength = std::uint32_t(16 * (depth - level - 1) + 12);
+        file += header(0x0040, 0xA730, "", 8 + itemLength) + header(0xFFFE, 0xE000, "", itemLength);
     }
-    for (std::size_t level = 0; level < depth; ++level)
-        file += header(0x0040, 0xA730, "", 8 + itemLengths[level]) + header(0xFFFE, 0xE000, "", itemLengths[level]);
     return file + element(0x0040, 0xA040, "", "TEXT");
 }
 
