@@ -18,6 +18,7 @@
 #include "TestFiles.h"
 #include "support/BuiltFiles.h"
 #include "support/Failures.h"
+#include "support/PutElement.h"
 #include "support/RawBytes.h"
 #include "support/RunProgram.h"
 #include "refcntr/platform/DICOMDataObject.h"
@@ -172,32 +173,27 @@ INSTANTIATE_TEST_SUITE_P(FromEachToEachTransferSyntax, EveryVrFile,
 // blanks, and a tag list. (Built in C++: DCMTK's tools would correct them.)
 std::unique_ptr<DICOMDataObject> awkwardDataSet(EndianType endian) {
     auto dataSet = std::make_unique<DICOMDataObject>(endian);
-    auto put = [](DICOMObject& target, UINT16 group, UINT16 number, UINT16 vrCode, const std::string& bytes) {
-        auto* element = new VR(group, number, vrCode, target.GetEndian());
-        element->SetData(bytes.data(), UINT32(bytes.size()));
-        target.ReplaceVR(element);
-    };
     const std::string sop = std::string("1.2.840.10008.5.1.4.1.1.11.1") + '\0';
-    put(*dataSet, 0x0008, 0x0000, VRCode::UL, std::string(4, '\0'));
-    put(*dataSet, 0x0008, 0x0016, VRCode::UI, sop);
-    put(*dataSet, 0x0008, 0x0018, VRCode::UI, "2.25.7 ");
-    put(*dataSet, 0x0008, 0x1030, VRCode::LO, "  X   ");
-    put(*dataSet, 0x0009, 0x0010, VRCode::OB, "\x01\x02\x03");
-    put(*dataSet, 0x0010, 0x0010, VRCode::PN, std::string("AB\0 ", 4));
-    put(*dataSet, 0x0010, 0x0020, VRCode::LO, std::string(70001, 'x'));
-    put(*dataSet, 0x0011, 0x0010, VRCode::UN, "abc");
-    put(*dataSet, 0x0018, 0x0050, VRCode::DS, " 1.5 ");
-    put(*dataSet, 0x0019, 0x1000, 0x5A5A, "zz");
-    put(*dataSet, 0x0020, 0x9165, VRCode::AT, std::string("\x18\x00\x63\x10\x18\x00\x65\x10", 8));
-    put(*dataSet, 0x0028, 0x0106, VRCode::US_OR_SS, std::string("\x05\x00", 2));
-    put(*dataSet, 0x0070, 0x0022, VRCode::FL, "abc");
-    put(*dataSet, 0x0070, 0x0024, VRCode::CS, "");
-    put(*dataSet, 0x7FE0, 0x0010, VRCode::OW, "abcde");
+    putElement(*dataSet, 0x0008, 0x0000, VRCode::UL, std::string(4, '\0'));
+    putElement(*dataSet, 0x0008, 0x0016, VRCode::UI, sop);
+    putElement(*dataSet, 0x0008, 0x0018, VRCode::UI, "2.25.7 ");
+    putElement(*dataSet, 0x0008, 0x1030, VRCode::LO, "  X   ");
+    putElement(*dataSet, 0x0009, 0x0010, VRCode::OB, "\x01\x02\x03");
+    putElement(*dataSet, 0x0010, 0x0010, VRCode::PN, std::string("AB\0 ", 4));
+    putElement(*dataSet, 0x0010, 0x0020, VRCode::LO, std::string(70001, 'x'));
+    putElement(*dataSet, 0x0011, 0x0010, VRCode::UN, "abc");
+    putElement(*dataSet, 0x0018, 0x0050, VRCode::DS, " 1.5 ");
+    putElement(*dataSet, 0x0019, 0x1000, 0x5A5A, "zz");
+    putElement(*dataSet, 0x0020, 0x9165, VRCode::AT, std::string("\x18\x00\x63\x10\x18\x00\x65\x10", 8));
+    putElement(*dataSet, 0x0028, 0x0106, VRCode::US_OR_SS, std::string("\x05\x00", 2));
+    putElement(*dataSet, 0x0070, 0x0022, VRCode::FL, "abc");
+    putElement(*dataSet, 0x0070, 0x0024, VRCode::CS, "");
+    putElement(*dataSet, 0x7FE0, 0x0010, VRCode::OW, "abcde");
     auto* sequence = new SequenceVR(0x0008, 0x1140, endian);
     sequence->AddSequenceItem(new DICOMDataObject(endian));
     auto* item = new DICOMDataObject(endian);
-    put(*item, 0x0008, 0x0000, VRCode::UL, std::string(4, '\0'));
-    put(*item, 0x0008, 0x1150, VRCode::UI, "1.2.3");
+    putElement(*item, 0x0008, 0x0000, VRCode::UL, std::string(4, '\0'));
+    putElement(*item, 0x0008, 0x1150, VRCode::UI, "1.2.3");
     item->ReplaceVR(new SequenceVR(0x0008, 0x1199, endian));
     sequence->AddSequenceItem(item);
     dataSet->ReplaceVR(sequence);
@@ -340,9 +336,7 @@ TEST(CommonFiles, DecodedStraightReadAsThroughDCMTK) {
 // back with every value of its dump.
 TEST(DcmtkItems, ToDcmItemKeepsMetaGroupEmptyElementsAndNativeValues) {
     const auto dataSet = readDicomFile(builtFile("every-vr", TransferSyntax::ExplicitBig));
-    auto* ambiguous = new VR(0x0028, 0x0106, VRCode::US_OR_SS, BigEndian);
-    ambiguous->SetData("\x00\x07", 2);
-    dataSet->ReplaceVR(ambiguous);
+    putElement(*dataSet, 0x0028, 0x0106, VRCode::US_OR_SS, std::string("\x00\x07", 2));
     DcmItem converted;
     toDcmItem(*dataSet, converted);
     OFString uid;
@@ -367,9 +361,7 @@ TEST(DcmtkItems, ToDcmItemKeepsMetaGroupEmptyElementsAndNativeValues) {
 TEST(DcmtkItems, ToDcmItemCompletesAWordValueOfOddLengthInsteadOfCuttingIt) {
     for (EndianType endian : {LittleEndian, BigEndian}) {
         DICOMDataObject dataSet(endian);
-        auto* palette = new VR(0x0028, 0x1202, VRCode::OW, endian);
-        palette->SetData("\x01\x02\x03", 3);
-        dataSet.ReplaceVR(palette);
+        putElement(dataSet, 0x0028, 0x1202, VRCode::OW, "\x01\x02\x03");
         DcmItem converted;
         toDcmItem(dataSet, converted);
         DcmElement* written = nullptr;

@@ -5,6 +5,7 @@
 
 #include "platform/TestFiles.h"
 #include "support/Failures.h"
+#include "support/PutElement.h"
 #include "refcntr/core/ContainerUtils.h"
 #include "refcntr/directory/DirectoryFile.h"
 #include "refcntr/directory/FileMetaInformationModule.h"
@@ -25,9 +26,7 @@ TEST(FuzzFindings, AmbiguousArrayWithAVRCodeThatNamesNoVRIsSaved) {
     for (EndianType endian : {LittleEndian, BigEndian}) {
         for (UINT16 code : {VRCode::Unknown, UINT16(0x1234)}) {
             DICOMDataObject data(endian);
-            auto* descriptor = new VR(0x0028, 0x1103, code, endian);
-            descriptor->SetData("\x01\x00\x00\x00\x10\x00", 6);
-            data.ReplaceVR(descriptor);
+            testfiles::putElement(data, 0x0028, 0x1103, code, std::string("\x01\x00\x00\x00\x10\x00", 6));
             std::unique_ptr<PaletteColorLookupTableModule> module(PaletteColorLookupTableModule::create(data));
             ASSERT_TRUE(module->isBluePaletteColorLookupTableDescriptorElementPresent());
             DICOMDataObject saved(endian);
@@ -46,9 +45,7 @@ TEST(FuzzFindings, AmbiguousArrayWithAVRCodeThatNamesNoVRIsSaved) {
 // read, but lost them once saved as UI and read again: NULs counted as pad for UIDs only.
 TEST(FuzzFindings, TextPaddedWithNulsReadsTheSameWhateverItsVR) {
     DICOMDataObject data;
-    auto* element = new VR(0x0002, 0x0012, VRCode::SH, LittleEndian);
-    element->SetData(std::string("1.2.\276\0\0\0", 8).data(), 8);
-    data.ReplaceVR(element);
+    testfiles::putElement(data, 0x0002, 0x0012, VRCode::SH, std::string("1.2.\276\0\0\0", 8));
     std::unique_ptr<FileMetaInformationModule> first(FileMetaInformationModule::create(data));
     EXPECT_EQ("1.2.\276", first->getImplementationClassUIDElement());
     DICOMDataObject saved;
@@ -102,9 +99,7 @@ TEST(FuzzFindings, IsValuesEndingInOneUnpaddedDigitReadBackAfterSave) {
 // target and "I\004" and seven NULs by the data-set target).
 TEST(FuzzFindings, ATextEndingInASeparatorLosesItsEmptyLastValueOnEachRead) {
     DICOMDataObject data;
-    auto* element = new VR(0x0008, 0x0005, VRCode::CS, data.GetEndian());
-    element->SetData("\\\\\\ ", 4);
-    data.ReplaceVR(element);
+    testfiles::putElement(data, 0x0008, 0x0005, VRCode::CS, "\\\\\\ ");
     const std::unique_ptr<SOPCommonModule> read(SOPCommonModule::create(data));
     ASSERT_EQ(3u, read->getSpecificCharacterSetElement().size());
     DICOMDataObject saved;
@@ -119,10 +114,7 @@ TEST(FuzzFindings, ATextEndingInASeparatorLosesItsEmptyLastValueOnEachRead) {
     // element's padding once saved: the value reads back without it and then stays as it is.
     for (const std::string& padding : {std::string("  "), std::string(2, '\0')}) {
         DICOMDataObject padded;
-        const std::string stored = "ISO_IR 100" + padding + "\\";
-        auto* value = new VR(0x0008, 0x0005, VRCode::CS, padded.GetEndian());
-        value->SetData(stored.data(), UINT32(stored.size()));
-        padded.ReplaceVR(value);
+        testfiles::putElement(padded, 0x0008, 0x0005, VRCode::CS, "ISO_IR 100" + padding + "\\");
         const std::unique_ptr<SOPCommonModule> first(SOPCommonModule::create(padded));
         ASSERT_EQ(1u, first->getSpecificCharacterSetElement().size());
         EXPECT_EQ("ISO_IR 100" + padding, std::string(first->getSpecificCharacterSetElement()[0]));

@@ -18,6 +18,7 @@
 #include <gtest/gtest.h>
 
 #include "support/Failures.h"
+#include "support/PutElement.h"
 #include "support/RunProgram.h"
 #include "refcntr/platform/DICOMDataObject.h"
 #include "refcntr/platform/DicomFile.h"
@@ -37,15 +38,8 @@ using testfiles::writeWholeFile;
 // A small data set; with `padding` bytes of OB value, a large one.
 DICOMDataObject dataSet(std::size_t padding = 0) {
     DICOMDataObject data;
-    auto* name = new VR(0x0010, 0x0010, VRCode::PN, LittleEndian);
-    name->SetData("Doe^Jane", 8);
-    data.ReplaceVR(name);
-    if (padding > 0) {
-        auto* bytes = new VR(0x0009, 0x1010, VRCode::OB, LittleEndian);
-        const std::string value(padding, 'x');
-        bytes->SetData(value.data(), UINT32(value.size()));
-        data.ReplaceVR(bytes);
-    }
+    testfiles::putElement(data, 0x0010, 0x0010, VRCode::PN, "Doe^Jane");
+    if (padding > 0) testfiles::putElement(data, 0x0009, 0x1010, VRCode::OB, std::string(padding, 'x'));
     return data;
 }
 
