@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -17,8 +18,10 @@
 namespace refcntr {
 namespace {
 
+using testfiles::contains;
 using testfiles::Outcome;
 using testfiles::quoted;
+using testfiles::readWholeFile;
 using testfiles::runRefcntr;
 using testfiles::ScratchDirectory;
 using testfiles::writeWholeFile;
@@ -102,75 +105,66 @@ std::string directoryOf(const std::vector<std::string>& types, bool chained) {
 
 class BoundedWork : public ::testing::Test {
 protected:
-    // Runs the command under a processor-time limit in a child process of its own, whose
-    // children's peak resident size is then the command's.
-    Outcome Run(const std::string& arguments) {
+    // Runs each command line under a processor-time limit in a child process of its own, whose
+    // children's peak resident size is then the command's: it succeeds within the bounds, and
+    // prints its text when it has one.
+    void ExpectEachSucceeds(const std::vector<std::pair<std::string, std::string>>& commands) {
         const std::string limit = instrumented ? "" : "ulimit -t " + std::to_string(mostProcessorSeconds) + "; ";
-        const std::string command =
-            limit + quoted(std::string(REFCNTR_BINARY_DIR) + "/tools/refcntr") + " " + arguments;
         const std::string peakFile = scratch.File("peak");
-        const pid_t child = ::fork();
-        if (child == 0) {
-            const Outcome outcome = testfiles::runProgram("sh", "-c " + quoted(command), scratch);
-            struct rusage usage {};
-            ::getrusage(RUSAGE_CHILDREN, &usage);
-            writeWholeFile(peakFile, std::to_string(usage.ru_maxrss));
-            ::_exit(outcome.exitCode);
+        for (const auto& [arguments, shown] : commands) {
+            const std::string command =
+                limit + quoted(std::string(REFCNTR_BINARY_DIR) + "/tools/refcntr") + " " + arguments;
+            const pid_t child = ::fork();
+            if (child == 0) {
+                const Outcome outcome = testfiles::runProgram("sh", "-c " + quoted(command), scratch);
+                struct rusage usage {};
+                ::getrusage(RUSAGE_CHILDREN, &usage);
+                writeWholeFile(peakFile, std::to_string(usage.ru_maxrss));
+                ::_exit(outcome.exitCode);
+            }
+            int status = 0;
+            ::waitpid(child, &status, 0);
+            if (!instrumented) {
+                EXPECT_LT(std::stol(readWholeFile(peakFile)), mostKilobytes) << arguments;
+            }
+            EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0)
+                << arguments << ": " << readWholeFile(scratch.File("stderr"));
+            const std::string out = readWholeFile(scratch.File("stdout"));
+            if (!shown.empty()) {
+                EXPECT_TRUE(contains(out, shown)) << arguments << ": " << out.substr(0, 2000);
+            }
         }
-        int status = 0;
-        ::waitpid(child, &status, 0);
-        const long peakKilobytes = std::stol(testfiles::readWholeFile(peakFile));
-        if (!instrumented) {
-            EXPECT_LT(peakKilobytes, mostKilobytes) << arguments;
-        }
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status),
-                testfiles::readWholeFile(scratch.File("stdout")), testfiles::readWholeFile(scratch.File("stderr"))};
     }
 
     ScratchDirectory scratch;
 };
 
 TEST_F(BoundedWork, AMillionReferencedFramesInEveryCommand) {
-    const std::string path = scratch.File("frames.dcm");
-    writeWholeFile(path, stateWithFrames(1000000));
-    for (const std::string& command : {std::string("dump"), std::string("check")}) {
-        const Outcome outcome = Run(command + " " + quoted(path) + " >/dev/null");
-        EXPECT_EQ(0, outcome.exitCode) << command << ": " << outcome.err;
-    }
-    const Outcome applies = Run("applies " + quoted(path) + " --image " + referencedImageUID + " --frame 999999");
-    EXPECT_EQ(0, applies.exitCode) << applies.err;
-    EXPECT_NE(std::string::npos,
-              applies.out.find("Displayed area selection items for image 2.25.9200, frame 999999: 1\n"))
-        << applies.out;
-    const Outcome roundtrip = Run("roundtrip " + quoted(path) + " " + quoted(scratch.File("out.dcm")));
-    EXPECT_EQ(0, roundtrip.exitCode) << roundtrip.err;
-    EXPECT_NE(std::string::npos, roundtrip.out.find("0 attributes missing, 0 changed")) << roundtrip.err;
+    writeWholeFile(scratch.File("frames.dcm"), stateWithFrames(1000000));
+    const std::string path = quoted(scratch.File("frames.dcm"));
+    ExpectEachSucceeds(
+        {{"dump " + path + " >/dev/null", ""},
+         {"check " + path + " >/dev/null", ""},
+         {"applies " + path + " --image " + referencedImageUID + " --frame 999999",
+          "Displayed area selection items for image 2.25.9200, frame 999999: 1\n"},
+         {"roundtrip " + path + " " + quoted(scratch.File("out.dcm")), "0 attributes missing, 0 changed"}});
 }
 
 TEST_F(BoundedWork, AHundredThousandRecordsInEveryCommand) {
-    const std::string path = scratch.File("DICOMDIR");
     std::vector<std::string> types{"PATIENT", "STUDY", "SERIES"};
     types.resize(3 + 100000, "IMAGE");
-    writeWholeFile(path, directoryOf(types, false));
-    const Outcome tree = Run("tree " + quoted(path));
-    EXPECT_EQ(0, tree.exitCode) << tree.err;
-    EXPECT_NE(std::string::npos, tree.out.find("IM99999")) << tree.out.substr(0, 2000);
-    for (const std::string& command : {std::string("dump"), std::string("check")}) {
-        const Outcome outcome = Run(command + " " + quoted(path) + " >/dev/null");
-        EXPECT_EQ(0, outcome.exitCode) << command << ": " << outcome.err;
-    }
-    const Outcome roundtrip = Run("roundtrip " + quoted(path) + " " + quoted(scratch.File("OUT")));
-    EXPECT_EQ(0, roundtrip.exitCode) << roundtrip.err;
+    writeWholeFile(scratch.File("DICOMDIR"), directoryOf(types, false));
+    const std::string path = quoted(scratch.File("DICOMDIR"));
+    ExpectEachSucceeds({{"tree " + path, "IM99999"},
+                        {"dump " + path + " >/dev/null", ""},
+                        {"check " + path + " >/dev/null", ""},
+                        {"roundtrip " + path + " " + quoted(scratch.File("OUT")), ""}});
 }
 
 TEST_F(BoundedWork, ThirtyThousandLevelsOfLowerLevelRecords) {
-    const std::string path = scratch.File("DICOMDIR");
-    writeWholeFile(path, directoryOf(std::vector<std::string>(30000, "PRIVATE"), true));
-    const Outcome tree = Run("tree " + quoted(path) + " | tail -n 1");
-    EXPECT_EQ(0, tree.exitCode) << tree.err;
-    EXPECT_NE(std::string::npos, tree.out.find("[29999] PRIVATE")) << tree.out;
-    const Outcome dump = Run("dump " + quoted(path) + " >/dev/null");
-    EXPECT_EQ(0, dump.exitCode) << dump.err;
+    writeWholeFile(scratch.File("DICOMDIR"), directoryOf(std::vector<std::string>(30000, "PRIVATE"), true));
+    const std::string path = quoted(scratch.File("DICOMDIR"));
+    ExpectEachSucceeds({{"tree " + path + " | tail -n 1", "[29999] PRIVATE"}, {"dump " + path + " >/dev/null", ""}});
 }
 
 }  // namespace
