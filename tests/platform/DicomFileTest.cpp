@@ -173,9 +173,8 @@ INSTANTIATE_TEST_SUITE_P(FromEachToEachTransferSyntax, EveryVrFile,
 // blanks, and a tag list. (Built in C++: DCMTK's tools would correct them.)
 std::unique_ptr<DICOMDataObject> awkwardDataSet(EndianType endian) {
     auto dataSet = std::make_unique<DICOMDataObject>(endian);
-    const std::string sop = std::string("1.2.840.10008.5.1.4.1.1.11.1") + '\0';
     putElement(*dataSet, 0x0008, 0x0000, VRCode::UL, std::string(4, '\0'));
-    putElement(*dataSet, 0x0008, 0x0016, VRCode::UI, sop);
+    putElement(*dataSet, 0x0008, 0x0016, VRCode::UI, std::string("1.2.840.10008.5.1.4.1.1.11.1") + '\0');
     putElement(*dataSet, 0x0008, 0x0018, VRCode::UI, "2.25.7 ");
     putElement(*dataSet, 0x0008, 0x1030, VRCode::LO, "  X   ");
     putElement(*dataSet, 0x0009, 0x0010, VRCode::OB, "\x01\x02\x03");

@@ -56,7 +56,7 @@ TEST(FuzzFindings, TextPaddedWithNulsReadsTheSameWhateverItsVR) {
 
 // Frames {10, 5} were written as "10\5": four bytes, so no pad, and the integer scanner refuses
 // a last value whose only digit is the last byte, so the frames were lost on the next read. The
-// scanner keeps its rule; the writer adds a blank to such a text.
+// scanner keeps its rule; the writer adds a blank to such a text (and pads it to even length).
 TEST(FuzzFindings, IsValuesEndingInOneUnpaddedDigitReadBackAfterSave) {
     int* values = nullptr;
     unsigned count = 0;
@@ -68,10 +68,9 @@ TEST(FuzzFindings, IsValuesEndingInOneUnpaddedDigitReadBackAfterSave) {
         item.setReferencedFrameNumberElement(new int[2]{10, 5}, 2);
         DICOMDataObject saved(endian);
         item.save(saved);
-        RWCString written;
-        ASSERT_EQ(1, saved.GetString(0x0008, 0x1160, written));
-        EXPECT_EQ("10\\5", written);
-        EXPECT_EQ(6u, saved.GetVR(0x0008, 0x1160)->GetLength());
+        const VR* written = saved.GetVR(0x0008, 0x1160);
+        ASSERT_NE(nullptr, written);
+        EXPECT_EQ("10\\5  ", std::string(reinterpret_cast<const char*>(written->GetData()), written->GetLength()));
         const std::unique_ptr<ReferencedImageSequenceItem> again(ReferencedImageSequenceItem::create(saved));
         ASSERT_EQ(2u, again->getReferencedFrameNumberElementLength());
         EXPECT_EQ(10, again->getReferencedFrameNumberElement(0));

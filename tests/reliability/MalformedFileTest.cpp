@@ -44,8 +44,6 @@ using namespace testfiles::raw;
 
 const char* const grayscaleStateClass = "1.2.840.10008.5.1.4.1.1.11.1";
 
-const char* const mediaStorageDirectoryClass = "1.2.840.10008.1.3.10";
-
 // The start of a grayscale presentation state, up to group 0010.
 const std::string stateStart = fileStart(grayscaleStateClass) + element(0x0008, 0x0016, "UI", grayscaleStateClass) +
                                element(0x0008, 0x0018, "UI", "2.25.77130") + element(0x0008, 0x0060, "CS", "PR");
@@ -111,7 +109,7 @@ const Damage damages[] = {
      "sequence was read into the item"},
     // "SERIES" and 58 NULs: DCMTK 3.6.7 throws std::out_of_range checking the record type.
     {"DirectoryRecordTypeThatMakesDCMTKThrow",
-     fileStart(mediaStorageDirectoryClass) +
+     fileStart("1.2.840.10008.1.3.10") +
          element(0x0004, 0x1220, "SQ", item(element(0x0004, 0x1430, "CS", "SERIES" + std::string(58, '\0')))),
      "not a valid DICOM file"},
     {"EmptyFile", "", "empty file"},
