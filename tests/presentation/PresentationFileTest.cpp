@@ -14,7 +14,6 @@
 #include <dcmtk/dcmdata/dctk.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <tuple>

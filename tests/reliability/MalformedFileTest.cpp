@@ -8,8 +8,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdint>
-#include <cstring>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <utility>
@@ -192,9 +190,8 @@ TEST(MalformedFiles, ManyFaultsGetAHundredNotesAndACountOfTheRest) {
 // exact, else kept as read; either way a note says which. A text kept where binary numbers
 // belong is never taken for their bytes.
 TEST(MalformedFiles, ValuesStoredWithAnotherVRAreConvertedByMeaningOrKeptAndNoted) {
-    std::string spacing(8, '\0');
     const double half = 0.5;
-    std::memcpy(&spacing[0], &half, 8);
+    const std::string spacing(reinterpret_cast<const char*>(&half), 8);
     std::vector<std::string> notes;
     const std::unique_ptr<DICOMDataObject> data =
         readBytes(stateStart + element(0x0018, 0x1164, "FD", spacing)  // DS in the dictionary
