@@ -388,8 +388,10 @@ TEST(BadFiles, AreRefusedWithTheReason) {
                                                          {directory.File("cut-20000"), truncated},
                                                          {directory.File("cut-200"), truncated},
                                                          {directory.File("cut-133"), truncated}};
-    for (const auto& [path, reason] : files)
-        EXPECT_EQ(failureOf([&] { readDicomFile(path); }), "cannot read '" + path + "': " + reason);
+    for (const auto& [path, reason] : files) {
+        const std::string& file = path;  // a lambda cannot capture a structured binding in C++17
+        EXPECT_EQ(failureOf([&] { readDicomFile(file); }), "cannot read '" + file + "': " + reason);
+    }
 }
 
 TEST(BadFiles, DamagedCopiesOfTheSampleReadOrThrowButNeverCrash) {
