@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "refcntr/platform/DICOMDataObject.h"
-#include "refcntr/presentation/DisplayedAreaModule.h"
 #include "refcntr/presentation/GraphicAnnotationModule.h"
 #include "refcntr/presentation/PresentationEntities.h"
 #include "refcntr/presentation/PresentationStateIODs.h"
@@ -21,44 +20,9 @@ using testing::RecordingListener;
 using Heard = std::vector<std::string>;
 using Grayscale = GrayscaleSoftcopyPresentationStateCompositeIOD;
 
-// Two images; the displayed-area and annotation items below reference frame 1 of the first.
+// Two images; the annotation item below references frame 1 of the first.
 const char* const shownImage = "1.2.840.1.1";
 const char* const otherImage = "1.2.840.1.2";
-
-// Listeners on a state: one for the shown frame, one for another frame of it, one for another image.
-struct StateListeners {
-    explicit StateListeners(Grayscale& state) {
-        state.addListener(shownFrame, shownImage, 1);
-        state.addListener(otherFrame, shownImage, 2);
-        state.addListener(elsewhere, otherImage);
-    }
-    RecordingListener shownFrame, otherFrame, elsewhere;
-};
-
-TEST(PresentationStateNotification, DisplayedAreaChangeReachesOnlyListenersOfTheItemsImageFrame) {
-    DICOMDataObject data;
-    {
-        DisplayedAreaModule module;
-        auto* item = new DisplayedAreaSelectionSequenceItem;
-        item->getReferencedImageSequenceElement().addItem(testing::imageReference(shownImage, {1}));
-        item->setPresentationSizeModeElement("SCALE TO FIT");
-        module.getDisplayedAreaSelectionSequenceElement().addItem(item);
-        module.save(data);
-    }
-    std::unique_ptr<Grayscale> state(Grayscale::create(data));
-    StateListeners listeners(*state);
-    DisplayedAreaSelectionSequenceItem* item = state->getPresentationInformationEntity()
-                                                   ->getDisplayedAreaModule()
-                                                   ->getDisplayedAreaSelectionSequenceElement()
-                                                   .at(0);
-    item->setDisplayedAreaTLHCElement(new int[2]{1, 1}, 2);
-    EXPECT_EQ(listeners.shownFrame.heard,
-              Heard{"elementUpdated GrayscaleSoftcopyPresentationStateCompositeIOD.PresentationInformationEntity."
-                    "DisplayedAreaModule.DisplayedAreaSelectionSequenceElement.DisplayedAreaSelectionSequenceItem."
-                    "DisplayedAreaTLHCElement"});
-    EXPECT_TRUE(listeners.otherFrame.heard.empty());
-    EXPECT_TRUE(listeners.elsewhere.heard.empty());
-}
 
 TEST(PresentationStateNotification, TextObjectChangeClimbsUnderTheAnnotationItemsNameAndImages) {
     DICOMDataObject data;
@@ -88,7 +52,10 @@ TEST(PresentationStateNotification, TextObjectChangeClimbsUnderTheAnnotationItem
     annotations.addListener(onAnnotations, "");
     module.addListener(onModule, "");
     entity.addListener(onEntity, "");
-    StateListeners listeners(*state);
+    RecordingListener onShownFrame, onOtherFrame, onOtherImage;
+    state->addListener(onShownFrame, shownImage, 1);
+    state->addListener(onOtherFrame, shownImage, 2);
+    state->addListener(onOtherImage, otherImage);
 
     text.setUnformattedTextValueElement("after");
     const std::string inText = "TextObjectSequenceItem.UnformattedTextValueElement";
@@ -103,11 +70,11 @@ TEST(PresentationStateNotification, TextObjectChangeClimbsUnderTheAnnotationItem
               Heard{"sequenceItemUpdated GraphicAnnotationSequence GraphicAnnotationSequenceElement." + inAnnotation});
     EXPECT_EQ(onModule.heard, Heard{"elementUpdated " + inModule});
     EXPECT_EQ(onEntity.heard, Heard{"elementUpdated PresentationInformationEntity." + inModule});
-    EXPECT_EQ(listeners.shownFrame.heard,
+    EXPECT_EQ(onShownFrame.heard,
               Heard{"elementUpdated GrayscaleSoftcopyPresentationStateCompositeIOD.PresentationInformationEntity." +
                     inModule});
-    EXPECT_TRUE(listeners.otherFrame.heard.empty());
-    EXPECT_TRUE(listeners.elsewhere.heard.empty());
+    EXPECT_TRUE(onOtherFrame.heard.empty());
+    EXPECT_TRUE(onOtherImage.heard.empty());
 }
 
 }  // namespace
