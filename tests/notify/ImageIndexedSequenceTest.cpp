@@ -2,6 +2,7 @@
 
 #include <initializer_list>
 #include <memory>
+#include <optional>
 #include <utility>
 
 #include "refcntr/core/AttributeReader.h"
@@ -41,18 +42,19 @@ ImageBoundItem* itemFor(std::initializer_list<std::pair<const char*, std::initia
     return item;
 }
 
-Items itemsFor(const ImageBoundSequence& sequence, const RWCString& uid, int frame) {
+// The items for the frame of the image, or (no frame) for the whole image.
+Items itemsFor(const ImageBoundSequence& sequence, const RWCString& uid, std::optional<int> frame = {}) {
     Items result;
-    sequence.getItems(result, uid, frame);
-    return result;
-}
-Items itemsFor(const ImageBoundSequence& sequence, const RWCString& uid) {
-    Items result;
-    sequence.getItems(result, uid);
+    if (frame)
+        sequence.getItems(result, uid, *frame);
+    else
+        sequence.getItems(result, uid);
     return result;
 }
 
-TEST(ImageIndexedSequence, ExactFramesHideWholeImagesWhichHideAllImages) {
+// Exact frames hide whole images, which hide all images; the frame lookup falls back to all
+// images only for an empty uid, the image lookup only for a given uid.
+TEST(ImageIndexedSequence, LookupFallsBackFromFramesToImagesToAllImages) {
     ImageBoundSequence sequence;
     ImageBoundItem* everywhere = itemFor();
     ImageBoundItem* framesOfU = itemFor({{"U", {1, 3}}});
@@ -66,13 +68,6 @@ TEST(ImageIndexedSequence, ExactFramesHideWholeImagesWhichHideAllImages) {
     EXPECT_EQ(itemsFor(sequence, "V", 2), Items{frameOfV});
     EXPECT_EQ(itemsFor(sequence, "V", 5), Items{wholeV});
     EXPECT_EQ(itemsFor(sequence, "V"), Items{wholeV});
-}
-
-TEST(ImageIndexedSequence, FrameLookupFallsBackToAllImagesOnlyForAnEmptyUidImageLookupOnlyForAGivenUid) {
-    ImageBoundSequence sequence;
-    ImageBoundItem* everywhere = itemFor();
-    sequence.addItem(itemFor({{"U", {1}}}));
-    sequence.addItem(everywhere);
     EXPECT_EQ(itemsFor(sequence, "", 7), Items{everywhere});
     EXPECT_EQ(itemsFor(sequence, "X", 1), Items{});
     EXPECT_EQ(itemsFor(sequence, "X"), Items{everywhere});
@@ -93,28 +88,22 @@ TEST(ImageIndexedSequence, LookupOnAnEmptySequenceEmptiesTheResultWithoutGrowing
     EXPECT_EQ(large.capacity(), 64u);
 }
 
-TEST(ImageIndexedSequence, RemovingTheLastItemOfAKeyDropsItsEntrySoLookupFallsBack) {
+// Removal unfiles an item under the keys it was filed under, even when its references changed
+// since; the last item of a key takes the entry with it, so that lookup falls back.
+TEST(ImageIndexedSequence, RemovalUnfilesTheItemAndDropsEmptiedEntries) {
     ImageBoundSequence sequence;
     ImageBoundItem* frame = itemFor({{"U", {1}}});
     ImageBoundItem* whole = itemFor({{"U", {}}});
-    sequence.addItem(frame);
-    sequence.addItem(whole);
-    sequence.addItem(nullptr);
+    ImageBoundItem* edited = itemFor({{"V", {1}}});
+    for (ImageBoundItem* item : {frame, whole, edited, static_cast<ImageBoundItem*>(nullptr)}) sequence.addItem(item);
     sequence.removeItem(nullptr);
     sequence.removeItem(frame);
+    edited->getReferencedImageSequenceElement().clearAndDestroy();
+    sequence.removeItem(edited);
     EXPECT_EQ(sequence.length(), 1u);
     EXPECT_EQ(sequence.getImageIndex().entries(), 1u);
     EXPECT_EQ(itemsFor(sequence, "U", 1), Items{whole});
-}
-
-TEST(ImageIndexedSequence, RemovalUnfilesAnItemWhoseReferencesChangedSinceItWasAdded) {
-    ImageBoundSequence sequence;
-    ImageBoundItem* item = itemFor({{"U", {1}}});
-    sequence.addItem(item);
-    item->getReferencedImageSequenceElement().clearAndDestroy();
-    sequence.removeItem(item);
-    EXPECT_EQ(sequence.getImageIndex().entries(), 0u);
-    EXPECT_EQ(itemsFor(sequence, "U", 1), Items{});
+    EXPECT_EQ(itemsFor(sequence, "V", 1), Items{});
 }
 
 TEST(ImageIndexedSequence, ClearingEmptiesTheIndexAndRemoveAllItemsResetsItsBuckets) {

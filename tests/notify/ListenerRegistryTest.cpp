@@ -93,13 +93,17 @@ TEST_F(ListenerRegistryTest, SortsByListenerAndKeepsEachListenersRegistrationsIn
 }
 
 TEST_F(ListenerRegistryTest, RemovalFormsDropOnlyWhatTheyMatch) {
+    registry.removeListener(&first);  // nothing registered at all
+    registry.addListener(second, "U");
+    registry.removeListener(&first);  // not registered
+    registry.removeListener(&third, "U");
     registry.addListener(first, "U", 3);
     registry.addListener(first, "U", 4);
     registry.addListener(first, "V");
-    registry.addListener(second, "U");
     registry.addListener(third, "U", 3);
 
     registry.removeListener(&second, "U", 3);  // an any-frame registration is not a frame match
+    registry.removeListener(&second, "V");
     registry.removeListener(&first, "U", 4);
     EXPECT_EQ(registrations(), (Strings{"0 U 3", "0 V", "1 U", "2 U 3"}));
 
@@ -110,19 +114,6 @@ TEST_F(ListenerRegistryTest, RemovalFormsDropOnlyWhatTheyMatch) {
     registry.removeListener(&second, "", 9);  // empty uid: every registration of the listener
     registry.removeListener(&third, "");
     EXPECT_EQ(registrations(), (Strings{"0 V"}));
-}
-
-TEST_F(ListenerRegistryTest, RemovingAnUnregisteredListenerChangesNothing) {
-    registry.removeListener(&first);
-    registry.addListener(second, "U");
-    registry.removeListener(&first);
-    registry.removeListener(&third, "U");
-    EXPECT_EQ(registrations(), (Strings{"1 U"}));
-    registry.addListener(first, "U", 1);
-    registry.addListener(third, "U", 1);
-    registry.removeListener(&second, "U", 1);
-    registry.removeListener(&second, "V");
-    EXPECT_EQ(registrations(), (Strings{"0 U 1", "1 U", "2 U 1"}));
 }
 
 TEST_F(ListenerRegistryTest, IndexListsTheListenersOfEachKeyAndDropsEmptiedKeys) {
@@ -143,19 +134,12 @@ TEST_F(ListenerRegistryTest, IndexListsTheListenersOfEachKeyAndDropsEmptiedKeys)
     EXPECT_EQ(registry.index().entries(), 0u);
 }
 
-TEST_F(ListenerRegistryTest, HandlersImageFrameIndexFilesRegistrationsByTheKeysOwnHash) {
+TEST_F(ListenerRegistryTest, HandlersImageFrameIndexHashesByTheKeysOwnHashAndHasAtLeastTwoBuckets) {
     using Index = PSChangeHandler::ListenerRegistry::ListenerByImageFrameIndex;
     Index index(0);
     EXPECT_EQ(index.buckets(), 2u);
     for (const ImgFrmKey& key : {ImgFrmKey("", 5), ImgFrmKey("U", 3), ImgFrmKey("U")})
         EXPECT_EQ(Index::getKeyHash(key), key.hash());
-    RegisteredListener frame(first, "U", 3), image(second, "U");
-    index.addListener(&frame);
-    index.addListener(&image);
-    EXPECT_EQ(index.find(ImgFrmKey("U", 3))->get(0), &first);
-    index.removeListener(&frame);
-    EXPECT_EQ(index.find(ImgFrmKey("U", 3)), nullptr);
-    EXPECT_EQ(index.find(ImgFrmKey("U"))->get(0), &second);
 }
 
 TEST_F(ListenerRegistryTest, IndexGrowsWhenItsEntriesReachThreeQuartersOfItsBuckets) {

@@ -34,38 +34,29 @@ TEST(ReferencedImageSequence, CoversListedFramesTheirImageAndAnyImage) {
     EXPECT_TRUE(ReferencedImageSequence().references(ImgFrmKey("", 4)));
 }
 
-TEST(ReferencedImageSequence, RemovingAnItemRemovesOneOccurrenceOfEachOfItsFrames) {
+// Removing an item removes one occurrence of each of its frames; removing the last frames of an
+// image drops the image despite a whole-image item; items it does not hold are ignored.
+TEST(ReferencedImageSequence, RemovalTakesOneOccurrenceOfEachFrameOfItsOwnItemsOnly) {
     ReferencedImageSequence images;
     auto* first = imageReference("U", {1});
     auto* second = imageReference("U", {1});
     images.addItem(first);
     images.addItem(second);
-    images.removeItem(first);
-    EXPECT_TRUE(covers(images, "U", 1));
-    images.removeItem(second);
-    EXPECT_FALSE(covers(images, "U"));
-    EXPECT_EQ(images.getImageFrameIndex().entries(), 0u);
-}
-
-TEST(ReferencedImageSequence, RemovingTheLastFramesOfAnImageDropsItDespiteAWholeImageItem) {
-    ReferencedImageSequence images;
-    images.addItem(imageReference("U"));
-    auto* framed = imageReference("U", {2});
-    images.addItem(framed);
-    images.removeItem(framed);
-    EXPECT_EQ(images.length(), 1u);
-    EXPECT_FALSE(covers(images, "U"));
-}
-
-TEST(ReferencedImageSequence, IgnoresItemsItDoesNotHold) {
-    ReferencedImageSequence images;
-    images.addItem(imageReference("U", {1}));
+    images.addItem(imageReference("V"));
+    auto* framedV = imageReference("V", {2});
+    images.addItem(framedV);
     std::unique_ptr<ReferencedImageSequenceItem> stranger(imageReference("U", {1}));
     images.removeItem(stranger.get());
     images.removeItem(nullptr);
     images.addItem(nullptr);
-    EXPECT_EQ(images.length(), 1u);
+    images.removeItem(first);
     EXPECT_TRUE(covers(images, "U", 1));
+    images.removeItem(second);
+    EXPECT_FALSE(covers(images, "U"));
+    images.removeItem(framedV);
+    EXPECT_EQ(images.length(), 1u);
+    EXPECT_FALSE(covers(images, "V"));
+    EXPECT_EQ(images.getImageFrameIndex().entries(), 0u);
 }
 
 TEST(ReferencedImageSequence, SizesItsTablesByFiveQuartersOfTheirEntries) {
