@@ -106,7 +106,7 @@ TEST(ImageIndexedSequence, RemovalUnfilesTheItemAndDropsEmptiedEntries) {
     EXPECT_EQ(itemsFor(sequence, "V", 1), Items{});
 }
 
-TEST(ImageIndexedSequence, ClearingEmptiesTheIndexAndRemoveAllItemsResetsItsBuckets) {
+TEST(ImageIndexedSequence, ClearingEmptiesTheIndexRemoveAllItemsResetsItsBucketsAndResizeGrowsThem) {
     ImageBoundSequence sequence;
     for (int image = 0; image < 60; ++image) sequence.addItem(itemFor({{"U", {image}}}));
     EXPECT_EQ(sequence.getImageIndex().buckets(), 128u);
@@ -118,10 +118,8 @@ TEST(ImageIndexedSequence, ClearingEmptiesTheIndexAndRemoveAllItemsResetsItsBuck
     EXPECT_EQ(sequence.length(), 0u);
     EXPECT_EQ(sequence.getImageIndex().entries(), 0u);
     EXPECT_EQ(sequence.getImageIndex().buckets(), 64u);
-}
 
-TEST(ImageIndexedSequence, ResizeReservesItemsAndDoublesBucketsOnceBelowFiveQuartersOfTheLargerCount) {
-    ImageBoundSequence sequence;
+    // Resize reserves items and doubles the buckets once below five quarters of the larger count.
     sequence.resize(10, 51);  // 63.75 rounds to 64
     EXPECT_EQ(sequence.getImageIndex().buckets(), 64u);
     sequence.resize(52, 0);  // 65

@@ -5,16 +5,14 @@
 namespace refcntr {
 namespace {
 
-TEST(ImgFrmKey, KindsFollowTheUidAndTheAnyFrameFlag) {
+TEST(ImgFrmKey, KindsFollowTheUidAndTheAnyFrameFlagAndAUidConvertsToAnAnyFrameKey) {
     EXPECT_TRUE(ImgFrmKey::itsAnyImageKey.isAnyImageKey());
     EXPECT_TRUE(ImgFrmKey("", 4).isAnyImageKey());
     EXPECT_FALSE(ImgFrmKey("", 4).isAnyFrameKey());
     EXPECT_TRUE(ImgFrmKey("1.2").isAnyFrameKey());
     EXPECT_FALSE(ImgFrmKey("1.2", 0).isAnyFrameKey());
     EXPECT_FALSE(ImgFrmKey("1.2", 0).isAnyImageKey());
-}
-
-TEST(ImgFrmKey, AUidPassedWhereAKeyIsExpectedStandsForEveryFrameOfThatImage) {
+    // A uid passed where a key is expected stands for every frame of that image.
     const auto uidOf = [](const ImgFrmKey& key) { return key.isAnyFrameKey() ? key.getSOPInstanceUID() : ""; };
     EXPECT_EQ(uidOf(RWCString("1.2")), "1.2");
 }

@@ -10,26 +10,21 @@ namespace {
 
 using testing::imageReference;
 
-bool covers(const ReferencedImageSequence& images, const RWCString& uid) {
-    return images.references(ImgFrmKey(uid)) == 1;
-}
-bool covers(const ReferencedImageSequence& images, const RWCString& uid, int frame) {
-    return images.references(ImgFrmKey(uid, frame)) == 1;
-}
+bool covers(const ReferencedImageSequence& images, const ImgFrmKey& key) { return images.references(key) == 1; }
 
 TEST(ReferencedImageSequence, CoversListedFramesTheirImageAndAnyImage) {
     ReferencedImageSequence images;
     images.addItem(imageReference("U", {1, 3, 0, -2}));
     images.addItem(imageReference("V"));
-    EXPECT_TRUE(covers(images, "U"));
-    EXPECT_TRUE(covers(images, "U", 1));
-    EXPECT_TRUE(covers(images, "U", 3));
-    EXPECT_TRUE(covers(images, "U", 0));
-    EXPECT_TRUE(covers(images, "U", -2));
-    EXPECT_FALSE(covers(images, "U", 2));
-    EXPECT_TRUE(covers(images, "V"));
-    EXPECT_FALSE(covers(images, "V", 1));  // a whole-image item reaches no frame registration
-    EXPECT_FALSE(covers(images, "W"));
+    EXPECT_TRUE(covers(images, RWCString("U")));
+    EXPECT_TRUE(covers(images, {"U", 1}));
+    EXPECT_TRUE(covers(images, {"U", 3}));
+    EXPECT_TRUE(covers(images, {"U", 0}));
+    EXPECT_TRUE(covers(images, {"U", -2}));
+    EXPECT_FALSE(covers(images, {"U", 2}));
+    EXPECT_TRUE(covers(images, RWCString("V")));
+    EXPECT_FALSE(covers(images, {"V", 1}));  // a whole-image item reaches no frame registration
+    EXPECT_FALSE(covers(images, RWCString("W")));
     EXPECT_TRUE(images.references(ImgFrmKey::itsAnyImageKey));
     EXPECT_TRUE(ReferencedImageSequence().references(ImgFrmKey("", 4)));
 }
@@ -50,12 +45,12 @@ TEST(ReferencedImageSequence, RemovalTakesOneOccurrenceOfEachFrameOfItsOwnItemsO
     images.removeItem(nullptr);
     images.addItem(nullptr);
     images.removeItem(first);
-    EXPECT_TRUE(covers(images, "U", 1));
+    EXPECT_TRUE(covers(images, {"U", 1}));
     images.removeItem(second);
-    EXPECT_FALSE(covers(images, "U"));
+    EXPECT_FALSE(covers(images, RWCString("U")));
     images.removeItem(framedV);
     EXPECT_EQ(images.length(), 1u);
-    EXPECT_FALSE(covers(images, "V"));
+    EXPECT_FALSE(covers(images, RWCString("V")));
     EXPECT_EQ(images.getImageFrameIndex().entries(), 0u);
 }
 
@@ -72,16 +67,16 @@ TEST(ReferencedImageSequence, SizesItsTablesByFiveQuartersOfTheirEntries) {
 
     images.resize(100);
     EXPECT_EQ(images.getImageFrameIndex().buckets(), 125u);
-    EXPECT_TRUE(covers(images, "U", 13));
+    EXPECT_TRUE(covers(images, {"U", 13}));
     images.resize(1);  // below the length: items stay, the index follows n
     EXPECT_EQ(images.length(), 3u);
     EXPECT_EQ(images.getImageFrameIndex().buckets(), 2u);
-    EXPECT_TRUE(covers(images, "V"));
+    EXPECT_TRUE(covers(images, RWCString("V")));
 
     images.clearAndDestroy();
     EXPECT_EQ(images.length(), 0u);
     EXPECT_EQ(images.getImageFrameIndex().buckets(), 80u);
-    EXPECT_FALSE(covers(images, "U"));
+    EXPECT_FALSE(covers(images, RWCString("U")));
 }
 
 TEST(ReferencedImageSequence, CopiesOwnTheirItemsAndIndex) {
@@ -101,13 +96,13 @@ TEST(ReferencedImageSequence, CopiesOwnTheirItemsAndIndex) {
     EXPECT_NE(copy.at(0), source->at(0));
     EXPECT_NE(assigned.at(0), source->at(0));
     EXPECT_EQ(copy.at(0)->getPSChangeHandler(), &copy);
-    EXPECT_FALSE(covers(assigned, "W"));
+    EXPECT_FALSE(covers(assigned, RWCString("W")));
     source->removeItem(source->at(0));
     source.reset();
     for (const ReferencedImageSequence* images : {&copy, &assigned}) {
         EXPECT_EQ(images->length(), 2u);
-        EXPECT_TRUE(covers(*images, "U", 1));
-        EXPECT_TRUE(covers(*images, "V"));
+        EXPECT_TRUE(covers(*images, {"U", 1}));
+        EXPECT_TRUE(covers(*images, RWCString("V")));
     }
 }
 
