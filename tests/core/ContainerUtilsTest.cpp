@@ -86,33 +86,31 @@ void expectParsed(Parser parser, const char* text, unsigned length, int result, 
     delete[] sentinel;
 }
 
-TEST(ValueArrays, ISValues) {
-    const auto expect = [](const char* text, int result, const std::vector<int>& values) {
+TEST(ValueArrays, ISAndDSValues) {
+    const auto expectIS = [](const char* text, int result, const std::vector<int>& values) {
         expectParsed(ContainerUtils::parseISToArray, text, text ? unsigned(std::strlen(text)) : 4, result, values);
     };
-    expect("1\\\\2 ", 1, {1, 2});  // empty values are skipped
-    expect("10\\-20\\ 30 ", 1, {10, -20, 30});
-    expect("12\\34", 1, {12, 34});  // odd lengths are accepted
-    expect(nullptr, 1, {});
-    expect("", 1, {});
-    expect(" \\ ", 1, {});
-    expect("1\\x2 ", 0, {});
-    expect("1\\9999999999 ", 0, {});
-    expect("1\\2", 0, {});  // the last value lacks its pad
-}
+    expectIS("1\\\\2 ", 1, {1, 2});  // empty values are skipped
+    expectIS("10\\-20\\ 30 ", 1, {10, -20, 30});
+    expectIS("12\\34", 1, {12, 34});  // odd lengths are accepted
+    expectIS(nullptr, 1, {});
+    expectIS("", 1, {});
+    expectIS(" \\ ", 1, {});
+    expectIS("1\\x2 ", 0, {});
+    expectIS("1\\9999999999 ", 0, {});
+    expectIS("1\\2", 0, {});  // the last value lacks its pad
 
-TEST(ValueArrays, DSValues) {
-    const auto expect = [](const char* text, int result, const std::vector<double>& values) {
+    const auto expectDS = [](const char* text, int result, const std::vector<double>& values) {
         expectParsed(ContainerUtils::parseDSToArray, text, text ? unsigned(std::strlen(text)) : 4, result, values);
     };
-    expect("1.5\\\\-2 ", 1, {1.5, -2.0});
-    expect("0.5\\2\\3.25", 1, {0.5, 2.0, 3.25});
-    expect("1\\x", 1, {});  // an odd length means no values
-    expect("", 1, {});
-    expect(nullptr, 1, {});
-    expect("1.5\\x ", 0, {});
-    expect("1e999\\2 ", 0, {});
-    expect("1.5\\2.5x\\3", 0, {});
+    expectDS("1.5\\\\-2 ", 1, {1.5, -2.0});
+    expectDS("0.5\\2\\3.25", 1, {0.5, 2.0, 3.25});
+    expectDS("1\\x", 1, {});  // an odd length means no values
+    expectDS("", 1, {});
+    expectDS(nullptr, 1, {});
+    expectDS("1.5\\x ", 0, {});
+    expectDS("1e999\\2 ", 0, {});
+    expectDS("1.5\\2.5x\\3", 0, {});
     expectParsed(ContainerUtils::parseDSToArray, "1.5\\2.575", 8, 1, std::vector<double>{1.5, 2.57});
 }
 
@@ -146,9 +144,7 @@ protected:
     // A data set in `itsItems` (or a new one handed out when `owned` is false) with the frame numbers.
     DICOMDataObject* item(const char* frames, bool owned = true) {
         auto* item = new DICOMDataObject;
-        if (owned) {
-            itsItems.emplace_back(item);
-        }
+        if (owned) itsItems.emplace_back(item);
         if (frames != nullptr) {
             auto* element = new VR(0x0008, 0x1160, VRCode::IS, LittleEndian);
             element->SetData(frames, UINT32(std::strlen(frames)));

@@ -71,16 +71,14 @@ TEST(MVRFactorySequence, EmptySequenceElement) {
     EXPECT_EQ(sequence->GetNumberOfItems(), 0u);
 }
 
-TEST(MVRFactoryArrays, NativeValuesConvertedToTheFactoryByteOrder) {
+TEST(MVRFactoryArrays, NativeValuesConvertedToTheFactoryByteOrderUnderAPlainCode) {
     const INT32 corner[] = {0x01020304, -2};
     expectElement(big.InternalGetArrayVR(0x0070, 0x0052, corner, sizeof corner), VRCode::SL, BigEndian,
                   {1, 2, 3, 4, 0xFF, 0xFF, 0xFF, 0xFE});
     expectElement(little.InternalGetArrayVR(0x0070, 0x0052, corner, sizeof corner), VRCode::SL, LittleEndian,
                   {4, 3, 2, 1, 0xFE, 0xFF, 0xFF, 0xFF});
     EXPECT_EQ(corner[0], 0x01020304);
-}
-
-TEST(MVRFactoryArrays, AmbiguousTagNeedsAPlainCode) {
+    // A tag of more than one VR takes an array only with a plain code.
     const UINT16 descriptor[] = {256, 16};
     EXPECT_EQ(big.InternalGetArrayVR(0x0028, 0x1101, descriptor, sizeof descriptor), nullptr);
     EXPECT_EQ(big.InternalGetArrayVR(0x0028, 0x1101, descriptor, sizeof descriptor, VRCode::US_OR_SS), nullptr);

@@ -58,11 +58,6 @@ std::vector<T> valuesOf(const VR* element) {
     return values;
 }
 
-template <class T>
-std::vector<T> arrayOf(const T* values, unsigned count) {
-    return values ? std::vector<T>(values, values + count) : std::vector<T>();
-}
-
 TEST(AmbiguousVR, SaveWithoutATypeCodeThrowsNamingTheElementAndItsChoices) {
     const std::pair<std::function<void(DICOMDataObject&)>, const char*> cases[] = {
         {[](DICOMDataObject& data) {
@@ -115,7 +110,8 @@ TEST(AmbiguousVR, VOILUTDataIsWrittenWithTheVRItWasReadWith) {
             put(data, 0x0028, 0x3006, code, entries);
             std::unique_ptr<VOILUTSequenceItem> item(VOILUTSequenceItem::create(data));
             EXPECT_EQ(item->getLUTDataElementActualDataTypeCode(), MDDEntry::UShortToTypeString(code));
-            EXPECT_EQ(arrayOf(item->getLUTDataElement(), item->getLUTDataElementLength()), entries);
+            const UINT16* read = item->getLUTDataElement();
+            EXPECT_EQ(std::vector<UINT16>(read, read + item->getLUTDataElementLength()), entries);
             DICOMDataObject saved(endian);
             item->save(saved);
             ASSERT_NE(saved.GetVR(0x0028, 0x3006), nullptr);
@@ -159,42 +155,38 @@ void expectEveryIndexBelowTheByteLength(const ByteCountedArray<Container>& array
     }
 }
 
+// The red, green and blue palette data, which the palette module and the icon share.
+template <class Container>
+std::vector<ByteCountedArray<Container>> colorPaletteData() {
+    return {{0x0028, 0x1201, &Container::getRedPaletteColorLookupTableDataElement,
+             &Container::setRedPaletteColorLookupTableDataElement,
+             &Container::getRedPaletteColorLookupTableDataElementLength},
+            {0x0028, 0x1202, &Container::getGreenPaletteColorLookupTableDataElement,
+             &Container::setGreenPaletteColorLookupTableDataElement,
+             &Container::getGreenPaletteColorLookupTableDataElementLength},
+            {0x0028, 0x1203, &Container::getBluePaletteColorLookupTableDataElement,
+             &Container::setBluePaletteColorLookupTableDataElement,
+             &Container::getBluePaletteColorLookupTableDataElementLength}};
+}
+
 TEST(RawArrays, ByteCountedArraysReadFromADataSetHaveAValueAtEveryIndexBelowTheirLength) {
     using Overlay = OverlayPlaneModule;
     expectEveryIndexBelowTheByteLength<Overlay>({0x6000, 0x3000, &Overlay::getOverlayDataElement,
                                                  &Overlay::setOverlayDataElement,
                                                  &Overlay::getOverlayDataElementLength});
     using Palette = PaletteColorLookupTableModule;
-    const ByteCountedArray<Palette> palettes[] = {
-        {0x0028, 0x1201, &Palette::getRedPaletteColorLookupTableDataElement,
-         &Palette::setRedPaletteColorLookupTableDataElement, &Palette::getRedPaletteColorLookupTableDataElementLength},
-        {0x0028, 0x1202, &Palette::getGreenPaletteColorLookupTableDataElement,
-         &Palette::setGreenPaletteColorLookupTableDataElement,
-         &Palette::getGreenPaletteColorLookupTableDataElementLength},
-        {0x0028, 0x1203, &Palette::getBluePaletteColorLookupTableDataElement,
-         &Palette::setBluePaletteColorLookupTableDataElement,
-         &Palette::getBluePaletteColorLookupTableDataElementLength},
-        {0x0028, 0x1221, &Palette::getSegmentedRedPaletteColorLookupTableDataElement,
-         &Palette::setSegmentedRedPaletteColorLookupTableDataElement,
-         &Palette::getSegmentedRedPaletteColorLookupTableDataElementLength},
-        {0x0028, 0x1222, &Palette::getSegmentedGreenPaletteColorLookupTableDataElement,
-         &Palette::setSegmentedGreenPaletteColorLookupTableDataElement,
-         &Palette::getSegmentedGreenPaletteColorLookupTableDataElementLength},
-        {0x0028, 0x1223, &Palette::getSegmentedBluePaletteColorLookupTableDataElement,
-         &Palette::setSegmentedBluePaletteColorLookupTableDataElement,
-         &Palette::getSegmentedBluePaletteColorLookupTableDataElementLength},
-    };
+    std::vector<ByteCountedArray<Palette>> palettes = colorPaletteData<Palette>();
+    palettes.insert(palettes.end(), {{0x0028, 0x1221, &Palette::getSegmentedRedPaletteColorLookupTableDataElement,
+                                      &Palette::setSegmentedRedPaletteColorLookupTableDataElement,
+                                      &Palette::getSegmentedRedPaletteColorLookupTableDataElementLength},
+                                     {0x0028, 0x1222, &Palette::getSegmentedGreenPaletteColorLookupTableDataElement,
+                                      &Palette::setSegmentedGreenPaletteColorLookupTableDataElement,
+                                      &Palette::getSegmentedGreenPaletteColorLookupTableDataElementLength},
+                                     {0x0028, 0x1223, &Palette::getSegmentedBluePaletteColorLookupTableDataElement,
+                                      &Palette::setSegmentedBluePaletteColorLookupTableDataElement,
+                                      &Palette::getSegmentedBluePaletteColorLookupTableDataElementLength}});
     for (const auto& palette : palettes) expectEveryIndexBelowTheByteLength(palette);
-    using Icon = IconImageSequenceItem;
-    const ByteCountedArray<Icon> icons[] = {
-        {0x0028, 0x1201, &Icon::getRedPaletteColorLookupTableDataElement,
-         &Icon::setRedPaletteColorLookupTableDataElement, &Icon::getRedPaletteColorLookupTableDataElementLength},
-        {0x0028, 0x1202, &Icon::getGreenPaletteColorLookupTableDataElement,
-         &Icon::setGreenPaletteColorLookupTableDataElement, &Icon::getGreenPaletteColorLookupTableDataElementLength},
-        {0x0028, 0x1203, &Icon::getBluePaletteColorLookupTableDataElement,
-         &Icon::setBluePaletteColorLookupTableDataElement, &Icon::getBluePaletteColorLookupTableDataElementLength},
-    };
-    for (const auto& icon : icons) expectEveryIndexBelowTheByteLength(icon);
+    for (const auto& icon : colorPaletteData<IconImageSequenceItem>()) expectEveryIndexBelowTheByteLength(icon);
 }
 
 // An indexed getter past the count, or of an absent array, throws naming the attribute; the
