@@ -94,15 +94,6 @@ TEST(Sequence, CopiesAndAssignmentsHoldTheirOwnItemsWithoutParent) {
     EXPECT_EQ(source.length(), 2u);
 }
 
-// A handler's copy reports to the same parent (the generated containers' copies report to none).
-TEST(Handler, CopyKeepsTheParent) {
-    RecordingHandler parent;
-    PSChangeHandler handler;
-    handler.setPSChangeHandler(parent);
-    PSChangeHandler handlerCopy(handler);
-    EXPECT_EQ(handlerCopy.getPSChangeHandler(), &parent);
-}
-
 TEST(SequenceDump, EmptyIsEmptyAndItemsAreSeparatedOnce) {
     AdmittingDiagnosesCodeSequence sequence;
     sequence.addItem(new AdmittingDiagnosesCodeSequenceItem);
