@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <string>
+#include <utility>
 #include <vector>
 
 #include "refcntr/core/AttributeWriter.h"
@@ -39,18 +39,12 @@ struct Indexed<SoftcopyVOILUTModule> {
     static auto& sequence(SoftcopyVOILUTModule& module) { return module.getSoftcopyVOILUTSequenceElement(); }
 };
 
-struct Reference {
-    const char* uid;
-    std::vector<int> frames;
-};
-
-// An item data set that references the given images (none: an item for every image).
-DICOMDataObject* itemReferencing(const std::vector<Reference>& references) {
+// An item data set that references each (uid, frames) given (none: an item for every image).
+DICOMDataObject* itemReferencing(const std::vector<std::pair<const char*, std::vector<int>>>& references) {
     auto* item = new DICOMDataObject;
     if (references.empty()) return item;
     ReferencedImageSequence images;
-    for (const Reference& reference : references)
-        images.addItem(testing::imageReference(reference.uid, reference.frames));
+    for (const auto& [uid, frames] : references) images.addItem(testing::imageReference(uid, frames));
     attribute::Factory factory(item->GetEndian());
     attribute::writeSequence(*item, factory, 0x0008, 0x1140, images);
     return item;
