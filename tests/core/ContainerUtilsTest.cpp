@@ -11,6 +11,7 @@
 #include "refcntr/platform/DICOMDataObject.h"
 #include "refcntr/platform/MDDEntry.h"
 #include "refcntr/platform/SequenceVR.h"
+#include "support/PutElement.h"
 
 namespace refcntr {
 namespace {
@@ -145,11 +146,7 @@ protected:
     DICOMDataObject* item(const char* frames, bool owned = true) {
         auto* item = new DICOMDataObject;
         if (owned) itsItems.emplace_back(item);
-        if (frames != nullptr) {
-            auto* element = new VR(0x0008, 0x1160, VRCode::IS, LittleEndian);
-            element->SetData(frames, UINT32(std::strlen(frames)));
-            item->ReplaceVR(element);
-        }
+        if (frames != nullptr) testfiles::putElement(*item, 0x0008, 0x1160, VRCode::IS, frames);
         return item;
     }
 

@@ -267,11 +267,17 @@ TEST(ViewerPrivateBlock, ABlockReservedByAnotherCreatorGivesNothing) {
     EXPECT_EQ(sharpen->isEmpty(), 1);
 }
 
-TEST(PresentationStateIdentification, TypeTwoElementsAreWrittenEmptyWhenAbsent) {
-    PresentationStateIdentificationModule identification;
-    identification.setContentLabelElement("LABEL");
+// An instance number that is no number is absent; absent type 2 elements are written empty.
+TEST(PresentationStateIdentification, AbsentElementsAreWrittenEmptyOnlyWhenOfTypeTwo) {
+    DICOMDataObject source;
+    putText(source, 0x0020, 0x0013, VRCode::IS, "abc ");
+    std::unique_ptr<PresentationStateIdentificationModule> identification(
+        PresentationStateIdentificationModule::create(source));
+    EXPECT_EQ(identification->isInstanceNumberElementPresent(), 0);
+    EXPECT_EQ(identification->isEmpty(), 1);
+    identification->setContentLabelElement("LABEL");
     DICOMDataObject saved;
-    identification.save(saved);
+    identification->save(saved);
     for (const auto& [element, code] : {std::pair<UINT16, UINT16>{0x0081, VRCode::LO}, {0x0084, VRCode::PN}}) {
         const VR* written = saved.GetVR(0x0070, element);
         ASSERT_NE(written, nullptr) << element;
@@ -280,15 +286,6 @@ TEST(PresentationStateIdentification, TypeTwoElementsAreWrittenEmptyWhenAbsent) 
     }
     EXPECT_EQ(saved.GetVR(0x0070, 0x0082), nullptr);
     EXPECT_EQ(saved.GetVR(0x0020, 0x0013), nullptr);
-}
-
-TEST(PresentationStateIdentification, InstanceNumberThatIsNoNumberIsAbsent) {
-    DICOMDataObject source;
-    putText(source, 0x0020, 0x0013, VRCode::IS, "abc ");
-    std::unique_ptr<PresentationStateIdentificationModule> identification(
-        PresentationStateIdentificationModule::create(source));
-    EXPECT_EQ(identification->isInstanceNumberElementPresent(), 0);
-    EXPECT_EQ(identification->isEmpty(), 1);
 }
 
 TEST(PresentationStateRelationship, PresentEmptySequenceIsNotEmptyAndIsWrittenEmpty) {
