@@ -59,10 +59,11 @@ TEST_F(DeliveryTest, ImagesSelectListenersByImageAndFrameAndEachHearsOnce) {
     handler.addListener(listeners[5], "V", 1);  // V is referenced without frames
     handler.addListener(listeners[6], "W");
     handler.addListener(listeners[2], "U", 3);  // a second match
-    handler.addListener(listeners[3], "U", 3);  // only its second registration matches
+    handler.addListener(listeners[7], "U", 2);
+    handler.addListener(listeners[7], "U", 3);  // only its second registration matches
     EXPECT_EQ(heardBy(&images), (Log{"0 elementUpdated E", "1 elementUpdated E", "2 elementUpdated E",
-                                     "3 elementUpdated E", "4 elementUpdated E", "parent elementUpdated E"}));
-    EXPECT_EQ(heardBy(nullptr).size(), 8u);
+                                     "4 elementUpdated E", "7 elementUpdated E", "parent elementUpdated E"}));
+    EXPECT_EQ(heardBy(nullptr).size(), 9u);
 }
 
 }  // namespace

@@ -116,7 +116,7 @@ TEST_F(ListenerRegistryTest, RemovalFormsDropOnlyWhatTheyMatch) {
     EXPECT_EQ(registrations(), (Strings{"0 V"}));
 }
 
-TEST_F(ListenerRegistryTest, IndexListsTheListenersOfEachKeyAndDropsEmptiedKeys) {
+TEST_F(ListenerRegistryTest, IndexListsTheListenersOfEachKeyDropsEmptiedKeysAndGrows) {
     registry.addListener(third, "U", 3);
     registry.addListener(first, "U", 3);
     registry.addListener(first, "V");
@@ -132,22 +132,19 @@ TEST_F(ListenerRegistryTest, IndexListsTheListenersOfEachKeyAndDropsEmptiedKeys)
     EXPECT_EQ(registry.index().find(ImgFrmKey("V")), nullptr);
     registry.removeListener(&third, "U", 3);
     EXPECT_EQ(registry.index().entries(), 0u);
-}
 
-TEST_F(ListenerRegistryTest, HandlersImageFrameIndexHashesByTheKeysOwnHashAndHasAtLeastTwoBuckets) {
-    using Index = PSChangeHandler::ListenerRegistry::ListenerByImageFrameIndex;
-    Index index(0);
-    EXPECT_EQ(index.buckets(), 2u);
-    for (const ImgFrmKey& key : {ImgFrmKey("", 5), ImgFrmKey("U", 3), ImgFrmKey("U")})
-        EXPECT_EQ(Index::getKeyHash(key), key.hash());
-}
-
-TEST_F(ListenerRegistryTest, IndexGrowsWhenItsEntriesReachThreeQuartersOfItsBuckets) {
+    // The index grows when its entries reach three quarters of its buckets.
     for (int image = 0; image < 48; ++image) registry.addListener(first, "U" + std::to_string(image));
     EXPECT_EQ(registry.index().buckets(), 64u);
     registry.addListener(first, "U48");
     EXPECT_EQ(registry.index().buckets(), 130u);
     EXPECT_EQ(registry.index().entries(), 49u);
+
+    // A handler's index hashes by the key's own hash and has at least two buckets.
+    using Index = PSChangeHandler::ListenerRegistry::ListenerByImageFrameIndex;
+    EXPECT_EQ(Index(0).buckets(), 2u);
+    for (const ImgFrmKey& key : {ImgFrmKey("", 5), ImgFrmKey("U", 3), ImgFrmKey("U")})
+        EXPECT_EQ(Index::getKeyHash(key), key.hash());
 }
 
 TEST_F(ListenerRegistryTest, CopiesShareRegistrationsWithoutOwningThemTwice) {

@@ -17,9 +17,8 @@ TEST(ReferencedSeriesSequence, AnItemReportsOnlyToListenersOfTheImagesItReferenc
     auto* item = new ReferencedSeriesSequenceItem;
     item->getReferencedImageSequenceElement().addItem(imageReference("U", {1}));
     sequence.addItem(item);
-    testing::RecordingListener frameOne, frameTwo, everyImage, otherImage;
+    testing::RecordingListener frameOne, everyImage, otherImage;
     sequence.addListener(frameOne, "U", 1);
-    sequence.addListener(frameTwo, "U", 2);
     sequence.addListener(everyImage, "");
     sequence.addListener(otherImage, "V");
 
@@ -29,7 +28,6 @@ TEST(ReferencedSeriesSequence, AnItemReportsOnlyToListenersOfTheImagesItReferenc
         "ReferencedSeriesSequenceElement.ReferencedSeriesSequenceItem.SeriesInstanceUIDElement"};
     EXPECT_EQ(frameOne.heard, heard);
     EXPECT_EQ(everyImage.heard, heard);
-    EXPECT_TRUE(frameTwo.heard.empty());
     EXPECT_TRUE(otherImage.heard.empty());
 
     // A change inside the item's own image references is reported for the item's images too.
