@@ -94,7 +94,7 @@ TEST(Sequence, CopiesAndAssignmentsHoldTheirOwnItemsWithoutParent) {
     EXPECT_EQ(source.length(), 2u);
 }
 
-TEST(SequenceDump, EmptyIsEmptyAndItemsAreSeparatedOnce) {
+TEST(SequenceDump, ItemsAreSeparatedOnceAndTheLastIsClosedWithoutComma) {
     AdmittingDiagnosesCodeSequence sequence;
     sequence.addItem(new AdmittingDiagnosesCodeSequenceItem);
     sequence.addItem(new AdmittingDiagnosesCodeSequenceItem);
@@ -102,7 +102,6 @@ TEST(SequenceDump, EmptyIsEmptyAndItemsAreSeparatedOnce) {
     EXPECT_EQ(dump.rfind("  Item 0:\n  {\n    itsCodeValueElement = <not present>", 0), 0u) << dump;
     EXPECT_NE(dump.find("\n  },\n  Item 1:\n  {\n"), std::string::npos) << dump;
     EXPECT_EQ(dump.substr(dump.size() - 5), "\n  }\n");
-    EXPECT_EQ(dump.find("},", dump.find("Item 1")), std::string::npos);
 }
 
 TEST(BaseDumps, UnspecializedTexts) {
