@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/TestFiles.h"
+#include "support/TestFiles.h"
 #include "refcntr/directory/DirectoryEntities.h"
 #include "refcntr/directory/DirectoryModules.h"
 #include "refcntr/directory/DirectoryRecords.h"

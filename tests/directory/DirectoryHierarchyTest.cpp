@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/TestFiles.h"
+#include "support/TestFiles.h"
 #include "refcntr/directory/DirectoryEntities.h"
 #include "refcntr/directory/DirectoryFile.h"
 #include "refcntr/directory/DirectoryModules.h"

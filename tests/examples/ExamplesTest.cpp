@@ -10,7 +10,7 @@
 #include <dcmtk/dcmdata/dctk.h>
 
 #include "support/DirectoryFiles.h"
-#include "support/RunProgram.h"
+#include "support/TestFiles.h"
 
 namespace {
 

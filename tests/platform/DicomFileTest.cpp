@@ -15,12 +15,11 @@
 #include <dcmtk/config/osconfig.h>
 #include <dcmtk/dcmdata/dctk.h>
 
-#include "TestFiles.h"
+#include "support/TestFiles.h"
 #include "support/BuiltFiles.h"
 #include "support/Failures.h"
 #include "support/PutElement.h"
 #include "support/RawBytes.h"
-#include "support/RunProgram.h"
 #include "refcntr/platform/DICOMDataObject.h"
 #include "refcntr/platform/DataDictionary.h"
 #include "refcntr/platform/DataSetDecoder.h"

@@ -19,9 +19,8 @@
 #include <tuple>
 #include <vector>
 
-#include "platform/TestFiles.h"
+#include "support/TestFiles.h"
 #include "support/BuiltFiles.h"
-#include "support/RunProgram.h"
 #include "support/SameDataSet.h"
 #include "refcntr/factory/CompositeIODFactory.h"
 #include "refcntr/factory/UnmodelledAttributes.h"

@@ -13,7 +13,7 @@
 #include <gtest/gtest.h>
 
 #include "support/RawBytes.h"
-#include "support/RunProgram.h"
+#include "support/TestFiles.h"
 
 namespace refcntr {
 namespace {

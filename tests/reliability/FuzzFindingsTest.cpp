@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/TestFiles.h"
+#include "support/TestFiles.h"
 #include "support/Failures.h"
 #include "support/PutElement.h"
 #include "refcntr/core/ContainerUtils.h"

@@ -18,7 +18,7 @@
 
 #include "support/Failures.h"
 #include "support/RawBytes.h"
-#include "support/RunProgram.h"
+#include "support/TestFiles.h"
 #include "support/SameDataSet.h"
 #include "refcntr/core/AttributeReader.h"
 #include "refcntr/platform/DICOMDataObject.h"

@@ -19,7 +19,7 @@
 
 #include "support/Failures.h"
 #include "support/PutElement.h"
-#include "support/RunProgram.h"
+#include "support/TestFiles.h"
 #include "refcntr/platform/DICOMDataObject.h"
 #include "refcntr/platform/DicomFile.h"
 #include "refcntr/platform/MDDEntry.h"

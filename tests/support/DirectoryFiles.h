@@ -11,7 +11,7 @@
 #include <dcmtk/config/osconfig.h>
 #include <dcmtk/dcmdata/dctk.h>
 
-#include "platform/TestFiles.h"
+#include "support/TestFiles.h"
 
 namespace refcntr::testfiles {
 

@@ -13,10 +13,9 @@
 #include <dcmtk/config/osconfig.h>
 #include <dcmtk/dcmdata/dctk.h>
 
-#include "platform/TestFiles.h"
+#include "support/TestFiles.h"
 #include "support/DirectoryFiles.h"
 #include "support/Golden.h"
-#include "support/RunProgram.h"
 #include "support/SameDataSet.h"
 #include "refcntr/platform/DcmtkBridge.h"
 

@@ -8,7 +8,7 @@
 #include "support/DirectoryFiles.h"
 #include "support/GeneratedDirectory.h"
 #include "support/Golden.h"
-#include "support/RunProgram.h"
+#include "support/TestFiles.h"
 
 namespace {
 

@@ -1,12 +1,12 @@
-// Scratch directories and external commands for the file and command-line tests.
+// Scratch directories, whole files, and programs of the build run as separate processes.
 #pragma once
 
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <algorithm>
 #include <iterator>
 #include <string>
 #include <vector>
@@ -59,6 +59,8 @@ inline std::string quoted(const std::string& text) {
     return result + "'";
 }
 
+inline bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
 inline std::string readWholeFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
@@ -66,6 +68,31 @@ inline std::string readWholeFile(const std::string& path) {
 
 inline void writeWholeFile(const std::string& path, const std::string& content) {
     std::ofstream(path, std::ios::binary) << content;
+}
+
+struct Outcome {
+    int exitCode;
+    std::string out;
+    std::string err;
+};
+
+// Runs `program` (a path) with `arguments` (already quoted as needed) through the shell, its
+// standard output and error captured in files of `scratch`.
+inline Outcome runProgram(const std::string& program, const std::string& arguments, const ScratchDirectory& scratch) {
+    const std::string out = scratch.File("stdout");
+    const std::string err = scratch.File("stderr");
+    const int code = runCommand(quoted(program) + " " + arguments + " >" + quoted(out) + " 2>" + quoted(err));
+    return {code, readWholeFile(out), readWholeFile(err)};
+}
+
+// The refcntr tool of the build run with `arguments`, as runProgram runs a program.
+inline Outcome runRefcntr(const std::string& arguments, const ScratchDirectory& scratch) {
+    return runProgram(std::string(REFCNTR_BINARY_DIR) + "/tools/refcntr", arguments, scratch);
+}
+
+// The grayscale presentation state shipped with the project, as the build copies it.
+inline std::string samplePath() {
+    return std::string(REFCNTR_BINARY_DIR) + "/samples/grayscale-presentation-state.dcm";
 }
 
 }  // namespace refcntr::testfiles
