@@ -59,52 +59,41 @@ TEST_F(Examples, LoadEditSaveTellsEachListenerWhatConcernsItsImagesAndWritesTheE
     const std::string out = scratch.File("edited.dcm");
     const Outcome result = Run("load_edit_save", quoted(Sample()) + " " + quoted(out));
     ASSERT_EQ(result.exitCode, 0) << result.err;
+    // {area} and {text} stand for the paths of a displayed area item and of a text object item.
+    std::string expected = R"(Loaded {sample}
+The viewer shows frame 1 of image 2.25.182736450918273645091827364509182736451
+
+Edit 1: the displayed area of the shown frame now ends at column 400, row 420
+  every image heard elementUpdated {area}DisplayedAreaBRHCElement
+  shown image heard elementUpdated {area}DisplayedAreaBRHCElement
+  shown frame heard elementUpdated {area}DisplayedAreaBRHCElement
+Edit 2: graphic annotation 0 gets the text "Reviewed"
+  every image heard elementUpdated {text}UnformattedTextValueElement
+  shown image heard nothing
+  shown frame heard nothing
+Edit 3: a displayed area for the whole shown image is scaled to fit
+  every image heard elementUpdated {area}PresentationSizeModeElement
+  shown image heard elementUpdated {area}PresentationSizeModeElement
+  shown frame heard nothing
+Edit 4: the displayed area of every other image is shown at true size
+  every image heard elementUpdated {area}PresentationSizeModeElement
+  every image heard elementUpdated {area}PresentationPixelSpacingElement
+  shown image heard nothing
+  shown frame heard nothing
+
+Wrote {out}
+)";
     const std::string state = "GrayscaleSoftcopyPresentationStateCompositeIOD.PresentationInformationEntity.";
-    const std::string area =
-        state + "DisplayedAreaModule.DisplayedAreaSelectionSequenceElement.DisplayedAreaSelectionSequenceItem.";
-    const std::string text = state +
-                             "GraphicAnnotationModule.GraphicAnnotationSequenceElement.GraphicAnnotationSequenceItem."
-                             "GraphicAnnotationSequenceElement.TextObjectSequenceElement.TextObjectSequenceItem.";
-    EXPECT_EQ(result.out, "Loaded " + Sample() +
-                              "\n"
-                              "The viewer shows frame 1 of image 2.25.182736450918273645091827364509182736451\n"
-                              "\n"
-                              "Edit 1: the displayed area of the shown frame now ends at column 400, row 420\n"
-                              "  every image heard elementUpdated " +
-                              area +
-                              "DisplayedAreaBRHCElement\n"
-                              "  shown image heard elementUpdated " +
-                              area +
-                              "DisplayedAreaBRHCElement\n"
-                              "  shown frame heard elementUpdated " +
-                              area +
-                              "DisplayedAreaBRHCElement\n"
-                              "Edit 2: graphic annotation 0 gets the text \"Reviewed\"\n"
-                              "  every image heard elementUpdated " +
-                              text +
-                              "UnformattedTextValueElement\n"
-                              "  shown image heard nothing\n"
-                              "  shown frame heard nothing\n"
-                              "Edit 3: a displayed area for the whole shown image is scaled to fit\n"
-                              "  every image heard elementUpdated " +
-                              area +
-                              "PresentationSizeModeElement\n"
-                              "  shown image heard elementUpdated " +
-                              area +
-                              "PresentationSizeModeElement\n"
-                              "  shown frame heard nothing\n"
-                              "Edit 4: the displayed area of every other image is shown at true size\n"
-                              "  every image heard elementUpdated " +
-                              area +
-                              "PresentationSizeModeElement\n"
-                              "  every image heard elementUpdated " +
-                              area +
-                              "PresentationPixelSpacingElement\n"
-                              "  shown image heard nothing\n"
-                              "  shown frame heard nothing\n"
-                              "\n"
-                              "Wrote " +
-                              out + "\n");
+    for (const auto& [name, value] :
+         {std::pair<std::string, std::string>{"{sample}", Sample()},
+          {"{out}", out},
+          {"{area}",
+           state + "DisplayedAreaModule.DisplayedAreaSelectionSequenceElement.DisplayedAreaSelectionSequenceItem."},
+          {"{text}", state + "GraphicAnnotationModule.GraphicAnnotationSequenceElement.GraphicAnnotationSequenceItem."
+                             "GraphicAnnotationSequenceElement.TextObjectSequenceElement.TextObjectSequenceItem."}})
+        for (std::size_t at = expected.find(name); at != std::string::npos; at = expected.find(name, at + value.size()))
+            expected.replace(at, name.size(), value);
+    EXPECT_EQ(result.out, expected);
 
     DcmFileFormat file;
     ASSERT_TRUE(file.loadFile(out.c_str()).good());
