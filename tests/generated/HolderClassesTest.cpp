@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "generated/SampleDataSet.h"
 #include "refcntr/codegen/GeneratedClassList.h"
 #include "refcntr/platform/DICOMDataObject.h"
 #include "support/Recording.h"
@@ -17,13 +18,7 @@ using testing::RecordingListener;
 
 template <class Holder>
 class HolderClass : public ::testing::Test {};
-template <class... Lists>
-struct Concatenate;
-template <class... First, class... Second>
-struct Concatenate<::testing::Types<First...>, ::testing::Types<Second...>> {
-    using type = ::testing::Types<First..., Second...>;
-};
-using Holders = Concatenate<generated::Entities<::testing::Types>, generated::IODs<::testing::Types>>::type;
+using Holders = testing::Concatenate<generated::Entities<::testing::Types>, generated::IODs<::testing::Types>>::type;
 TYPED_TEST_SUITE(HolderClass, Holders);
 
 std::string member(const AttributeDescription& child) { return std::string("its") + child.name; }

@@ -1,6 +1,8 @@
 // Builds, from a generated class's description, a data set holding a valid value for every
-// attribute the class declares, in either byte order.
+// attribute the class declares, in either byte order; and joins the lists of generated classes.
 #pragma once
+
+#include <gtest/gtest.h>
 
 #include <cstring>
 #include <vector>
@@ -12,6 +14,14 @@
 #include "refcntr/platform/SequenceVR.h"
 
 namespace refcntr::testing {
+
+// The types of two ::testing::Types lists, in one list.
+template <class... Lists>
+struct Concatenate;
+template <class... First, class... Second>
+struct Concatenate<::testing::Types<First...>, ::testing::Types<Second...>> {
+    using type = ::testing::Types<First..., Second...>;
+};
 
 inline UINT16 plainCodeFor(const AttributeDescription& attribute) {
     const UINT16 code = attribute.privateCreator
