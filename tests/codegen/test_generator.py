@@ -1,5 +1,7 @@
 """The generator on small fixture schemas: what it writes, and what it refuses."""
 
+import contextlib
+import io
 import os
 import shutil
 import sys
@@ -82,7 +84,7 @@ class GeneratorTest(unittest.TestCase):
     def assertRefused(self, text, message, family=None):
         shutil.rmtree(self.output, ignore_errors=True)
         paths = [self.schema(family, "Family.schema")] if family else []
-        with _captured() as stderr:
+        with contextlib.redirect_stderr(io.StringIO()) as stderr:
             self.assertEqual(self.run_generator(*paths, self.schema(text)), 1)
         self.assertIn(message, stderr.getvalue())
         self.assertFalse(os.path.exists(self.output), "nothing is written when a schema is refused")
@@ -167,17 +169,6 @@ class GeneratorTest(unittest.TestCase):
         self.assertEqual(outputs[0], outputs[1])
         class_list = outputs[0][os.path.join("refcntr", "codegen", "GeneratedClassList.h")]
         self.assertLess(class_list.index("Setters<AlphaModule>"), class_list.index("Setters<SampleModule>"))
-
-
-class _captured:
-    def __enter__(self):
-        import io
-        self.saved, sys.stderr = sys.stderr, io.StringIO()
-        return sys.stderr
-
-    def __exit__(self, *exception):
-        sys.stderr = self.saved
-        return False
 
 
 if __name__ == "__main__":
