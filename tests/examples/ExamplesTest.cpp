@@ -10,11 +10,13 @@
 #include <dcmtk/dcmdata/dctk.h>
 
 #include "support/DirectoryFiles.h"
+#include "support/Golden.h"
 #include "support/TestFiles.h"
 
 namespace {
 
 using refcntr::testfiles::contains;
+using refcntr::testfiles::expectGoldenCopy;
 using refcntr::testfiles::Outcome;
 using refcntr::testfiles::quoted;
 using refcntr::testfiles::runProgram;
@@ -52,6 +54,16 @@ protected:
         EXPECT_FALSE(contains(checked.out + checked.err, "Test failed")) << path << checked.out << checked.err;
     }
 
+    // Output compared with its golden copy, the paths of the sample and of the scratch directory
+    // written as <sample> and <scratch>.
+    void ExpectGoldenOutput(const std::string& name, std::string text) {
+        for (const auto& [path, placeholder] :
+             {std::pair<std::string, std::string>{Sample(), "<sample>"}, {scratch.Path().string(), "<scratch>"}})
+            for (std::size_t at = text.find(path); at != std::string::npos; at = text.find(path, at))
+                text.replace(at, path.size(), placeholder);
+        expectGoldenCopy("example-" + name + ".txt", text);
+    }
+
     ScratchDirectory scratch;
 };
 
@@ -59,41 +71,7 @@ TEST_F(Examples, LoadEditSaveTellsEachListenerWhatConcernsItsImagesAndWritesTheE
     const std::string out = scratch.File("edited.dcm");
     const Outcome result = Run("load_edit_save", quoted(Sample()) + " " + quoted(out));
     ASSERT_EQ(result.exitCode, 0) << result.err;
-    // {area} and {text} stand for the paths of a displayed area item and of a text object item.
-    std::string expected = R"(Loaded {sample}
-The viewer shows frame 1 of image 2.25.182736450918273645091827364509182736451
-
-Edit 1: the displayed area of the shown frame now ends at column 400, row 420
-  every image heard elementUpdated {area}DisplayedAreaBRHCElement
-  shown image heard elementUpdated {area}DisplayedAreaBRHCElement
-  shown frame heard elementUpdated {area}DisplayedAreaBRHCElement
-Edit 2: graphic annotation 0 gets the text "Reviewed"
-  every image heard elementUpdated {text}UnformattedTextValueElement
-  shown image heard nothing
-  shown frame heard nothing
-Edit 3: a displayed area for the whole shown image is scaled to fit
-  every image heard elementUpdated {area}PresentationSizeModeElement
-  shown image heard elementUpdated {area}PresentationSizeModeElement
-  shown frame heard nothing
-Edit 4: the displayed area of every other image is shown at true size
-  every image heard elementUpdated {area}PresentationSizeModeElement
-  every image heard elementUpdated {area}PresentationPixelSpacingElement
-  shown image heard nothing
-  shown frame heard nothing
-
-Wrote {out}
-)";
-    const std::string state = "GrayscaleSoftcopyPresentationStateCompositeIOD.PresentationInformationEntity.";
-    for (const auto& [name, value] :
-         {std::pair<std::string, std::string>{"{sample}", Sample()},
-          {"{out}", out},
-          {"{area}",
-           state + "DisplayedAreaModule.DisplayedAreaSelectionSequenceElement.DisplayedAreaSelectionSequenceItem."},
-          {"{text}", state + "GraphicAnnotationModule.GraphicAnnotationSequenceElement.GraphicAnnotationSequenceItem."
-                             "GraphicAnnotationSequenceElement.TextObjectSequenceElement.TextObjectSequenceItem."}})
-        for (std::size_t at = expected.find(name); at != std::string::npos; at = expected.find(name, at + value.size()))
-            expected.replace(at, name.size(), value);
-    EXPECT_EQ(result.out, expected);
+    ExpectGoldenOutput("load-edit-save", result.out);
 
     DcmFileFormat file;
     ASSERT_TRUE(file.loadFile(out.c_str()).good());
@@ -154,18 +132,7 @@ TEST_F(Examples, WalkDirectoryFollowsTheRecordOffsetsOfADcmmkdirDirectory) {
     refcntr::testfiles::makeTwoPatientDirectory(scratch.Path());
     const Outcome result = Run("walk_directory", quoted(scratch.File("DICOMDIR")));
     ASSERT_EQ(result.exitCode, 0) << result.err;
-    EXPECT_EQ(result.out,
-              "Patient Doe^Jane (P1)\n"
-              "  Study S1 of 20240102: CT CHEST\n"
-              "    Series 1 (CT)\n"
-              "      Image 1 in IMAGES/IM1\n"
-              "      Image 2 in IMAGES/IM2\n"
-              "Patient Roe^Richard (P2)\n"
-              "  Study S7 of 20231130\n"
-              "    Series 3 (MR)\n"
-              "      Image 1 in IMAGES/IM3\n"
-              "    Series 4 (OT)\n"
-              "      Image 1 in IMAGES/IM4\n");
+    ExpectGoldenOutput("walk-directory", result.out);
 
     const Outcome state = Run("walk_directory", quoted(Sample()));
     EXPECT_EQ(state.exitCode, 1);
@@ -177,22 +144,7 @@ TEST_F(Examples, EditDirectoryAddsASeriesRenamesAPatientAndRemovesAStudy) {
     const std::string out = scratch.File("EDITED");
     const Outcome result = Run("edit_directory", quoted(scratch.File("DICOMDIR")) + " " + quoted(out));
     ASSERT_EQ(result.exitCode, 0) << result.err;
-    EXPECT_EQ(result.out,
-              "Added series 99 with one image under study S1 of Doe^Jane\n"
-              "Renamed patient Doe^Jane to Doe^Janet\n"
-              "Removed study S7 of Roe^Richard\n"
-              "Wrote " +
-                  out + "\n");
-
-    EXPECT_EQ(refcntr::testfiles::dcmtkHierarchy(out),
-              "PATIENT Doe^Janet\n"
-              "  STUDY S1\n"
-              "    SERIES 1\n"
-              "      IMAGE IMAGES\\IM1\n"
-              "      IMAGE IMAGES\\IM2\n"
-              "    SERIES 99\n"
-              "      IMAGE IMAGES\\IM99\n"
-              "PATIENT Roe^Richard\n");
+    ExpectGoldenOutput("edit-directory", result.out + "\n" + refcntr::testfiles::dcmtkHierarchy(out));
 
     const Outcome missing = Run("edit_directory", quoted(scratch.File("missing")) + " " + quoted(out));
     EXPECT_EQ(missing.exitCode, 1);
