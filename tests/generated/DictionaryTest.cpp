@@ -75,15 +75,9 @@ std::vector<Row> everyRow() {
         for (unsigned i = 0; i < description.attributeCount; ++i)
             rows.push_back({&description, &description.attributes[i]});
     };
-    auto addAll = [&add](const auto&... descriptions) { (add(descriptions), ...); };
-    generated::Items<std::tuple>* items = nullptr;
-    generated::Modules<std::tuple>* modules = nullptr;
-    auto visit = [&addAll](auto* tuple) {
-        std::apply([&addAll](auto... containers) { addAll(decltype(containers)::description()...); },
-                   std::remove_pointer_t<decltype(tuple)>{});
-    };
-    visit(items);
-    visit(modules);
+    auto addEach = [&add](auto... containers) { (add(decltype(containers)::description()), ...); };
+    std::apply(addEach, generated::Items<std::tuple>{});
+    std::apply(addEach, generated::Modules<std::tuple>{});
     return rows;
 }
 
