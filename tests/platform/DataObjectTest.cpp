@@ -59,51 +59,44 @@ TEST(DataSetStrings, TrailingPadIsRemovedEmptySucceedsOthersFail) {
     EXPECT_EQ("unchanged", value);
 }
 
-TEST(DataSetNumbers, TypedGettersReadTheirVRsInTheElementsByteOrder) {
+// Each getter reads its own VRs in the element's byte order; an absent, wrongly typed or short
+// element fails and leaves the value as it was.
+TEST(DataSetNumbers, TypedGettersReadTheirVRsInTheElementsByteOrderOrFail) {
     DICOMDataObject dataSet;
     dataSet.ReplaceVR(makeElement(0x0028, 0x0010, VRCode::US, std::string("\x00\x02\x05\x00", 4)));
     dataSet.ReplaceVR(makeElement(0x0028, 0x0011, VRCode::US, std::string("\x02\x00", 2), BigEndian));
+    dataSet.ReplaceVR(makeElement(0x0028, 0x0012, VRCode::US, std::string("\x01", 1)));
     dataSet.ReplaceVR(makeElement(0x0018, 0x9219, VRCode::SS, std::string("\xfb\xff", 2)));
     dataSet.ReplaceVR(makeElement(0x0008, 0x1161, VRCode::UL, std::string("\x01\x02\x03\x04", 4)));
     dataSet.ReplaceVR(makeElement(0x0070, 0x0052, VRCode::SL, std::string("\xff\xff\xff\xfe", 4), BigEndian));
     dataSet.ReplaceVR(makeElement(0x0070, 0x0022, VRCode::FL, std::string("\x00\x00\x00\x3f", 4)));
+    dataSet.ReplaceVR(makeElement(0x0070, 0x0023, VRCode::FD, std::string(8, '\0')));
+    dataSet.ReplaceVR(makeElement(0x0020, 0x0013, VRCode::IS, "12"));
 
     UINT16 unsigned16 = 0;
     INT16 signed16 = 0;
     UINT32 unsigned32 = 0;
     FLOAT single = 0;
     EXPECT_TRUE(dataSet.GetUINT16(0x0028, 0x0010, unsigned16) && unsigned16 == 512);
-    EXPECT_TRUE(dataSet.GetUINT16(0x0028, 0x0011, unsigned16) && unsigned16 == 512);
     EXPECT_TRUE(dataSet.GetUINT16(0x0018, 0x9219, unsigned16) && unsigned16 == 0xFFFB);
-    EXPECT_TRUE(dataSet.GetINT16(0x0018, 0x9219, signed16) && signed16 == -5);
+    EXPECT_TRUE(dataSet.GetUINT16(0x0028, 0x0011, unsigned16) && unsigned16 == 512);
     EXPECT_TRUE(dataSet.GetINT16(0x0028, 0x0010, signed16) && signed16 == 512);
+    EXPECT_TRUE(dataSet.GetINT16(0x0018, 0x9219, signed16) && signed16 == -5);
     EXPECT_TRUE(dataSet.GetUINT32(0x0008, 0x1161, unsigned32) && unsigned32 == 0x04030201u);
     EXPECT_TRUE(dataSet.GetUINT32(0x0070, 0x0052, unsigned32) && unsigned32 == 0xFFFFFFFEu);
     EXPECT_TRUE(dataSet.GetFLOAT(0x0070, 0x0022, single) && single == 0.5f);
-}
 
-TEST(DataSetNumbers, AbsentWronglyTypedOrShortElementsFailAndLeaveTheValue) {
-    DICOMDataObject dataSet;
-    dataSet.ReplaceVR(makeElement(0x0008, 0x1161, VRCode::UL, std::string("\x01\x00\x00\x00", 4)));
-    dataSet.ReplaceVR(makeElement(0x0028, 0x0010, VRCode::US, std::string("\x01", 1)));
-    dataSet.ReplaceVR(makeElement(0x0070, 0x0022, VRCode::FD, std::string(8, '\0')));
-    dataSet.ReplaceVR(makeElement(0x0020, 0x0013, VRCode::IS, "12"));
-
-    UINT16 unsigned16 = 77;
-    INT16 signed16 = 7;
-    UINT32 unsigned32 = 7;
-    FLOAT single = 7;
     EXPECT_EQ(0, dataSet.GetUINT16(0x0010, 0x0010, unsigned16));
     EXPECT_EQ(0, dataSet.GetUINT16(0x0008, 0x1161, unsigned16));
-    EXPECT_EQ(0, dataSet.GetUINT16(0x0028, 0x0010, unsigned16));
+    EXPECT_EQ(0, dataSet.GetUINT16(0x0028, 0x0012, unsigned16));
     EXPECT_EQ(0, dataSet.GetUINT16(0x0020, 0x0013, unsigned16));
     EXPECT_EQ(0, dataSet.GetINT16(0x0008, 0x1161, signed16));
     EXPECT_EQ(0, dataSet.GetUINT32(0x0028, 0x0010, unsigned32));
-    EXPECT_EQ(0, dataSet.GetFLOAT(0x0070, 0x0022, single));
-    EXPECT_EQ(77, unsigned16);
-    EXPECT_EQ(7, signed16);
-    EXPECT_EQ(7u, unsigned32);
-    EXPECT_EQ(7.0f, single);
+    EXPECT_EQ(0, dataSet.GetFLOAT(0x0070, 0x0023, single));
+    EXPECT_EQ(512, unsigned16);
+    EXPECT_EQ(-5, signed16);
+    EXPECT_EQ(0xFFFFFFFEu, unsigned32);
+    EXPECT_EQ(0.5f, single);
 }
 
 TEST(DataSetElements, TagOrderReplaceAndRemove) {
