@@ -16,32 +16,27 @@ using namespace refcntr;
 // would otherwise show up as a crowd of unrelated failures.
 TEST(DataDictionary, DcmtkDictionaryIsLoaded) { ASSERT_EQ(1, InstanceSpecificDataDictionary::IsLoaded()); }
 
-// Plain tags, repeating groups found through their range, DCMTK's internal VRs as ambiguous
-// codes, and DCMTK's keywords.
+// Plain tags, repeating groups found through their range (overlay groups are even; in an odd
+// group the same element is a private creator), DCMTK's internal VRs as ambiguous codes, and
+// DCMTK's keywords.
 TEST(DataDictionary, TagsHaveTheirVRAndKeyword) {
-    EXPECT_EQ(VRCode::PN, InstanceSpecificDataDictionary::TypeVR(0x0010, 0x0010));
-    EXPECT_EQ(VRCode::UI, InstanceSpecificDataDictionary::TypeVR(0x0008, 0x0016));
-    EXPECT_EQ(VRCode::SQ, InstanceSpecificDataDictionary::TypeVR(0x0070, 0x0001));
-    EXPECT_EQ(VRCode::FL, InstanceSpecificDataDictionary::TypeVR(0x0070, 0x0022));
-    EXPECT_EQ(VRCode::Unknown, InstanceSpecificDataDictionary::TypeVR(0x0008, 0x0007));
-    EXPECT_EQ(VRCode::Unknown, InstanceSpecificDataDictionary::TypeVR(0x0023, 0x1051));
-
+    const struct {
+        UINT16 group, element, vrCode;
+    } tags[] = {{0x0010, 0x0010, VRCode::PN},       {0x0008, 0x0016, VRCode::UI},
+                {0x0070, 0x0001, VRCode::SQ},       {0x0070, 0x0022, VRCode::FL},
+                {0x0008, 0x0007, VRCode::Unknown},  {0x0023, 0x1051, VRCode::Unknown},
+                {0x6000, 0x3000, VRCode::OW_OR_OB}, {0x601E, 0x3000, VRCode::OW_OR_OB},
+                {0x6002, 0x0010, VRCode::US},       {0x6002, 0x0011, VRCode::US},
+                {0x6001, 0x0010, VRCode::LO},       {0x6001, 0x3000, VRCode::Unknown},
+                {0x0004, 0x1200, VRCode::UL},       {0x0028, 0x0106, VRCode::US_OR_SS},
+                {0x7FE0, 0x0010, VRCode::OW_OR_OB}, {0x0028, 0x3006, VRCode::OW_OR_US_OR_SS},
+                {0xFFFE, 0xE000, VRCode::Unknown}};
+    for (const auto& tag : tags)
+        EXPECT_EQ(tag.vrCode, InstanceSpecificDataDictionary::TypeVR(tag.group, tag.element))
+            << MAttributeTag(tag.group, tag.element).ToString();
     VR element(0x0028, 0x0010, LittleEndian);
     EXPECT_EQ(VRCode::US, InstanceSpecificDataDictionary::TypeVR(element));
     EXPECT_EQ(VRCode::US, element.GetVRCode());
-
-    EXPECT_EQ(VRCode::OW_OR_OB, InstanceSpecificDataDictionary::TypeVR(0x6000, 0x3000));
-    EXPECT_EQ(VRCode::OW_OR_OB, InstanceSpecificDataDictionary::TypeVR(0x601E, 0x3000));
-    EXPECT_EQ(VRCode::US, InstanceSpecificDataDictionary::TypeVR(0x6002, 0x0010));
-    EXPECT_EQ(VRCode::US, InstanceSpecificDataDictionary::TypeVR(0x6002, 0x0011));
-    // Overlay groups are even; in an odd group the same element is a private creator.
-    EXPECT_EQ(VRCode::LO, InstanceSpecificDataDictionary::TypeVR(0x6001, 0x0010));
-    EXPECT_EQ(VRCode::Unknown, InstanceSpecificDataDictionary::TypeVR(0x6001, 0x3000));
-    EXPECT_EQ(VRCode::UL, InstanceSpecificDataDictionary::TypeVR(0x0004, 0x1200));
-    EXPECT_EQ(VRCode::US_OR_SS, InstanceSpecificDataDictionary::TypeVR(0x0028, 0x0106));
-    EXPECT_EQ(VRCode::OW_OR_OB, InstanceSpecificDataDictionary::TypeVR(0x7FE0, 0x0010));
-    EXPECT_EQ(VRCode::OW_OR_US_OR_SS, InstanceSpecificDataDictionary::TypeVR(0x0028, 0x3006));
-    EXPECT_EQ(VRCode::Unknown, InstanceSpecificDataDictionary::TypeVR(0xFFFE, 0xE000));
     EXPECT_EQ("PatientName", InstanceSpecificDataDictionary::Keyword(0x0010, 0x0010));
     EXPECT_EQ("OverlayData", InstanceSpecificDataDictionary::Keyword(0x6002, 0x3000));
     EXPECT_EQ("", InstanceSpecificDataDictionary::Keyword(0x0008, 0x0007));
