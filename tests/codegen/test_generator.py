@@ -3,6 +3,7 @@
 import contextlib
 import io
 import os
+import pathlib
 import shutil
 import sys
 import tempfile
@@ -155,12 +156,8 @@ class GeneratorTest(unittest.TestCase):
         for paths in ([self.good(), other], [other, self.good()]):
             shutil.rmtree(self.output, ignore_errors=True)
             self.assertEqual(self.run_generator(*paths), 0)
-            files = {}
-            for folder, _, names in os.walk(self.output):
-                for name in names:
-                    with open(os.path.join(folder, name), encoding="utf-8") as stream:
-                        files[os.path.relpath(stream.name, self.output)] = stream.read()
-            outputs.append(files)
+            outputs.append({str(path.relative_to(self.output)): path.read_text(encoding="utf-8")
+                            for path in pathlib.Path(self.output).rglob("*") if path.is_file()})
         self.assertEqual(outputs[0], outputs[1])
         class_list = outputs[0][os.path.join("refcntr", "codegen", "GeneratedClassList.h")]
         self.assertLess(class_list.index("Setters<AlphaModule>"), class_list.index("Setters<SampleModule>"))
