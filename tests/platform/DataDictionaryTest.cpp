@@ -1,6 +1,5 @@
 // The data dictionary: DCMTK's standard entries behind the cache, and this library's private entries.
 #include <atomic>
-#include <cstring>
 #include <thread>
 #include <vector>
 
