@@ -1,6 +1,8 @@
 """Renders GeneratedClassList.h: every generated class as type lists, and for each every setter
 with a sample value and the path it reports, so one test harness can exercise all of them."""
 
+from dataclasses import dataclass
+
 from kinds import ARRAY_VALUE_TYPES
 
 SAMPLE_CALLS = {
@@ -44,37 +46,55 @@ def item_classes(schemas):
     return {c.sequence_name: c for schema in schemas for c in schema.classes if c.kind == "item"}
 
 
+@dataclass
+class SetterCase:
+    """The fields of one generated SetterCase, as C++ expressions, in its order."""
+    set: str
+    set_at: str = "nullptr"
+    get_at: str = "nullptr"
+    is_present: str = "nullptr"
+    set_present: str = "nullptr"
+    round_trips: str = "false"
+    adds_item: str = "false"
+    set_grandchild: str = "nullptr"
+    grandchild_path: str = "nullptr"
+    reports_once: bool = True  # false where the sample sets a value and its type code
+
+    def fields(self):
+        return (self.set, self.set_at, self.get_at, self.is_present, self.set_present, self.round_trips,
+                self.adds_item, self.set_grandchild, self.grandchild_path)
+
+
 def setter_cases(container, items, first_paths):
-    """(path, fields) of every setter of an item or module, fields in SetterCase's order."""
+    """(path, SetterCase) of every setter of an item or module."""
     cases = []
     for attribute in container.attributes:
         path = f"{container.name}.{attribute.name}Element"
-        null = "nullptr"
-        present = (f"[](const C& c) {{ return c.is{attribute.name}ElementPresent(); }}",
-                   f"[](C& c, int flag) {{ c.set{attribute.name}ElementPresent(flag); }}")
+        presence = {"is_present": f"[](const C& c) {{ return c.is{attribute.name}ElementPresent(); }}",
+                    "set_present": f"[](C& c, int flag) {{ c.set{attribute.name}ElementPresent(flag); }}"}
         if attribute.kind == "sequence":
             item = items.get(attribute.arguments[0])
             index, grandchild = first_paths.get(item.name, (0, None)) if item else (0, None)
-            add = (f"[](C& c) {{ auto& s = c.get{attribute.name}Element(); "
-                   f"s.addItem(new std::decay_t<decltype(s)>::ItemType); }}")
-            set_grandchild = (f"[](C& c) {{ Setters<{item.name}>::all()[{index}].set(*c.get{attribute.name}Element().at(0)); }}"
-                              if grandchild else null)
-            cases.append((path, [add, null, null, *present, "false", "true", set_grandchild,
-                                 f'"{grandchild}"' if grandchild else null]))
+            case = SetterCase(f"[](C& c) {{ auto& s = c.get{attribute.name}Element(); "
+                              f"s.addItem(new std::decay_t<decltype(s)>::ItemType); }}", adds_item="true", **presence)
+            if grandchild:
+                case.set_grandchild = (f"[](C& c) {{ Setters<{item.name}>::all()[{index}]"
+                                       f".set(*c.get{attribute.name}Element().at(0)); }}")
+                case.grandchild_path = f'"{grandchild}"'
+            cases.append((path, case))
             continue
         call = sample_call(attribute)
         if call is None:
             continue
-        set_at = get_at = null
+        case = SetterCase(f"[](C& c) {{ {call} }}", reports_once=attribute.kind != "ambiguous", **presence)
         if attribute.kind in ARRAY_KINDS and "untyped-setter" not in attribute.flags:
-            set_at = f"[](C& c) {{ c.set{attribute.name}Element(7, 1); }}"
-            get_at = f"[](const C& c) {{ return double(c.get{attribute.name}Element(1)); }}"
-        round_trips = "false" if "not-read" in attribute.flags else "true"
-        cases.append((path, [f"[](C& c) {{ {call} }}", set_at, get_at, *present, round_trips, "false", null, null]))
+            case.set_at = f"[](C& c) {{ c.set{attribute.name}Element(7, 1); }}"
+            case.get_at = f"[](const C& c) {{ return double(c.get{attribute.name}Element(1)); }}"
+        case.round_trips = "false" if "not-read" in attribute.flags else "true"
+        cases.append((path, case))
         if attribute.kind in ("us-or-ss", "ambiguous"):
             cases.append((path + "ActualDataTypeCode",
-                          [f'[](C& c) {{ c.set{attribute.name}ElementActualDataTypeCode("SS"); }}', null, null, null,
-                           null, "false", "false", null, null]))
+                          SetterCase(f'[](C& c) {{ c.set{attribute.name}ElementActualDataTypeCode("SS"); }}')))
     return cases
 
 
@@ -133,10 +153,12 @@ def render_class_list(schemas):
     containers = sorted((c for schema in schemas for c in schema.classes), key=lambda c: c.name)
     items = item_classes(schemas)
     all_cases = {c.name: setter_cases(c, items, {}) for c in containers if c.kind in ("item", "module")}
-    # The first plain setter of each item, by its index among the item's cases.
+    # The first setter of each item that sets one value of its own (no item, no type code, one
+    # report), by its index among the item's cases.
     first_paths = {}
     for name, cases in all_cases.items():
-        plain = [(index, path) for index, (path, fields) in enumerate(cases) if fields[7] == "false"]
+        plain = [(index, path) for index, (path, case) in enumerate(cases)
+                 if case.adds_item == "false" and case.is_present != "nullptr" and case.reports_once]
         if plain:
             first_paths[name] = plain[0]
     declarations, definitions, holders = [], [], []
@@ -164,7 +186,8 @@ def render_class_list(schemas):
                          f"    static const std::vector<SetterCase<{name}>>& all();", "};", ""]
         definitions += [f"inline const std::vector<SetterCase<{name}>>& Setters<{name}>::all() {{",
                         f"    using C = {name};", f"    static const std::vector<SetterCase<C>> cases = {{"]
-        for path, fields in cases:
+        for path, case in cases:
+            fields = case.fields()
             definitions.append(f'        {{"{path}",')
             definitions += [f"         {field}," for field in fields[:-1]]
             definitions.append(f"         {fields[-1]}}},")
