@@ -155,36 +155,29 @@ void expectEveryIndexBelowTheByteLength(const ByteCountedArray<Container>& array
     }
 }
 
+// The byte-counted array `Name` of `Container` at (group, element), with its accessors.
+#define BYTE_COUNTED_ARRAY(Container, group, element, Name)                             \
+    ByteCountedArray<Container> {                                                       \
+        group, element, &Container::get##Name##Element, &Container::set##Name##Element, \
+            &Container::get##Name##ElementLength                                        \
+    }
+
 // The red, green and blue palette data, which the palette module and the icon share.
 template <class Container>
 std::vector<ByteCountedArray<Container>> colorPaletteData() {
-    return {{0x0028, 0x1201, &Container::getRedPaletteColorLookupTableDataElement,
-             &Container::setRedPaletteColorLookupTableDataElement,
-             &Container::getRedPaletteColorLookupTableDataElementLength},
-            {0x0028, 0x1202, &Container::getGreenPaletteColorLookupTableDataElement,
-             &Container::setGreenPaletteColorLookupTableDataElement,
-             &Container::getGreenPaletteColorLookupTableDataElementLength},
-            {0x0028, 0x1203, &Container::getBluePaletteColorLookupTableDataElement,
-             &Container::setBluePaletteColorLookupTableDataElement,
-             &Container::getBluePaletteColorLookupTableDataElementLength}};
+    return {BYTE_COUNTED_ARRAY(Container, 0x0028, 0x1201, RedPaletteColorLookupTableData),
+            BYTE_COUNTED_ARRAY(Container, 0x0028, 0x1202, GreenPaletteColorLookupTableData),
+            BYTE_COUNTED_ARRAY(Container, 0x0028, 0x1203, BluePaletteColorLookupTableData)};
 }
 
 TEST(RawArrays, ByteCountedArraysReadFromADataSetHaveAValueAtEveryIndexBelowTheirLength) {
-    using Overlay = OverlayPlaneModule;
-    expectEveryIndexBelowTheByteLength<Overlay>({0x6000, 0x3000, &Overlay::getOverlayDataElement,
-                                                 &Overlay::setOverlayDataElement,
-                                                 &Overlay::getOverlayDataElementLength});
+    expectEveryIndexBelowTheByteLength(BYTE_COUNTED_ARRAY(OverlayPlaneModule, 0x6000, 0x3000, OverlayData));
     using Palette = PaletteColorLookupTableModule;
     std::vector<ByteCountedArray<Palette>> palettes = colorPaletteData<Palette>();
-    palettes.insert(palettes.end(), {{0x0028, 0x1221, &Palette::getSegmentedRedPaletteColorLookupTableDataElement,
-                                      &Palette::setSegmentedRedPaletteColorLookupTableDataElement,
-                                      &Palette::getSegmentedRedPaletteColorLookupTableDataElementLength},
-                                     {0x0028, 0x1222, &Palette::getSegmentedGreenPaletteColorLookupTableDataElement,
-                                      &Palette::setSegmentedGreenPaletteColorLookupTableDataElement,
-                                      &Palette::getSegmentedGreenPaletteColorLookupTableDataElementLength},
-                                     {0x0028, 0x1223, &Palette::getSegmentedBluePaletteColorLookupTableDataElement,
-                                      &Palette::setSegmentedBluePaletteColorLookupTableDataElement,
-                                      &Palette::getSegmentedBluePaletteColorLookupTableDataElementLength}});
+    palettes.insert(palettes.end(),
+                    {BYTE_COUNTED_ARRAY(Palette, 0x0028, 0x1221, SegmentedRedPaletteColorLookupTableData),
+                     BYTE_COUNTED_ARRAY(Palette, 0x0028, 0x1222, SegmentedGreenPaletteColorLookupTableData),
+                     BYTE_COUNTED_ARRAY(Palette, 0x0028, 0x1223, SegmentedBluePaletteColorLookupTableData)});
     for (const auto& palette : palettes) expectEveryIndexBelowTheByteLength(palette);
     for (const auto& icon : colorPaletteData<IconImageSequenceItem>()) expectEveryIndexBelowTheByteLength(icon);
 }
