@@ -22,6 +22,7 @@
 #include "refcntr/directory/DirectoryRecords.h"
 #include "refcntr/platform/Exceptions.h"
 #include "support/DirectoryFiles.h"
+#include "support/Failures.h"
 
 namespace refcntr {
 namespace {
@@ -248,19 +249,10 @@ TEST_F(DirectoryHierarchy, AFailedWriteNamesTheFileAndLeavesNothingBehind) {
     const auto file = DirectoryFile::read(original());
     for (const std::string& path :
          {target.File("plain/DICOMDIR"), target.File("missing/DICOMDIR"), target.File("taken")}) {
-        try {
-            file->write(path, TransferSyntax::ExplicitLittle);
-            ADD_FAILURE() << "wrote " << path;
-        } catch (const RuntimeException& error) {
-            const std::string message = error.GetMessage();
-            EXPECT_NE(message.find("cannot write '" + path + "': "), std::string::npos) << message;
-        }
+        const std::string message = testfiles::failureOf([&] { file->write(path, TransferSyntax::ExplicitLittle); });
+        EXPECT_NE(message.find("cannot write '" + path + "': "), std::string::npos) << message;
     }
-    std::vector<std::string> left;
-    for (const auto& entry : std::filesystem::directory_iterator(target.Path()))
-        left.push_back(entry.path().filename());
-    std::sort(left.begin(), left.end());
-    EXPECT_EQ(left, (std::vector<std::string>{"plain", "taken"}));
+    EXPECT_EQ(testfiles::namesIn(target.Path()), (std::vector<std::string>{"plain", "taken"}));
     EXPECT_TRUE(std::filesystem::is_empty(target.File("taken")));
 }
 

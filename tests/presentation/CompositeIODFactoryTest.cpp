@@ -9,6 +9,7 @@
 #include "refcntr/platform/MDDEntry.h"
 #include "refcntr/platform/SequenceVR.h"
 #include "refcntr/presentation/PresentationStateIODs.h"
+#include "support/Failures.h"
 
 namespace refcntr {
 namespace {
@@ -32,13 +33,9 @@ TEST(CompositeIODFactory, CreatesTheIODOfTheSOPClassAndRefusesAnyOther) {
     EXPECT_EQ(CompositeIODKind::MediaDirectory, compositeIODKind(directory));
     EXPECT_NE(nullptr, dynamic_cast<BasicDirectoryCompositeIOD*>(createCompositeIOD(directory).get()));
 
-    try {
-        createCompositeIOD(withSOPClass(0x0008, 0x0016, "1.2.840.10008.5.1.4.1.1.2"));
-        ADD_FAILURE() << "a CT image was taken";
-    } catch (const RuntimeException& error) {
-        EXPECT_EQ("SOP class 1.2.840.10008.5.1.4.1.1.2 is neither a media directory nor a softcopy presentation state",
-                  error.GetMessage());
-    }
+    EXPECT_EQ(
+        testfiles::failureOf([] { createCompositeIOD(withSOPClass(0x0008, 0x0016, "1.2.840.10008.5.1.4.1.1.2")); }),
+        "SOP class 1.2.840.10008.5.1.4.1.1.2 is neither a media directory nor a softcopy presentation state");
     EXPECT_THROW(createCompositeIOD(DICOMDataObject()), RuntimeException);
 }
 

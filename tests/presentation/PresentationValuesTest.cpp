@@ -22,6 +22,7 @@
 #include "refcntr/presentation/OverlayModules.h"
 #include "refcntr/presentation/ShutterModules.h"
 #include "refcntr/presentation/ViewerPrivateModules.h"
+#include "support/Failures.h"
 
 namespace refcntr {
 namespace {
@@ -90,13 +91,9 @@ TEST(AmbiguousVR, SaveWithoutATypeCodeThrowsNamingTheElementAndItsChoices) {
          "itsPixelDataElementActualDataTypeCode"},
     };
     for (const auto& [save, message] : cases) {
+        const auto& saveInto = save;  // a lambda cannot capture a structured binding in C++17
         DICOMDataObject data;
-        try {
-            save(data);
-            ADD_FAILURE() << "no exception for: " << message;
-        } catch (const RuntimeException& error) {
-            EXPECT_EQ(error.GetMessage(), message);
-        }
+        EXPECT_EQ(testfiles::failureOf([&] { saveInto(data); }), message);
     }
 }
 
