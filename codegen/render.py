@@ -395,13 +395,14 @@ class Renderer:
                        f"if ({c.member}) {c.member}->setPSChangeHandler(*this);"]
         out += self.function(f"{name}& {name}::operator=(const {name}& other)", assign + ["return *this;"])
         out += self.function(f"{name}::~{name}()", [f"delete {c.member};" for c in children])
-        body = [f"{name}* holder = new {name};"]
+        # The containers of one object and the data set it saves into come from one arena.
+        body = ["ArenaScope arena;", f"{name}* holder = new {name};"]
         for c in children:
             body += [f"holder->{c.member} = {c.class_name}::create(data);",
                      f"if (holder->{c.member}) holder->{c.member}->setPSChangeHandler(*holder);"]
         out += self.function(f"{name}* {name}::create(const DICOMDataObject& data)", body + ["return holder;"])
         out += self.function(f"void {name}::save(DICOMDataObject& data) const",
-                             [f"if ({c.member}) {c.member}->save(data);" for c in children])
+                             ["ArenaScope arena;"] + [f"if ({c.member}) {c.member}->save(data);" for c in children])
         dump = "module" if container.kind == "entity" else "child"
         body = ["AttributeDump dump(indent);"] + [f'dump.{dump}("{c.member}", {c.member});' for c in children]
         out += self.function(f"RWCString {name}::toString(int indent) const", body + ["return dump.take();"])

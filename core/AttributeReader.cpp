@@ -20,24 +20,20 @@ bool readText(const DICOMDataObject& data, const char* creator, UINT8 offset, UI
     return data.GetString(creator, offset, value, group) != 0;
 }
 
-// Texts are read through one string per thread, so that reading costs no allocation beyond
-// the value's own.
-static RWCString& textScratch() {
-    thread_local RWCString scratch;
-    return scratch;
-}
-
+// A stored text is copied straight from the element's value.
 bool readText(const DICOMDataObject& data, UINT16 group, UINT16 element, TextValue& value) {
-    RWCString& text = textScratch();
-    if (!data.GetString(group, element, text)) return false;
-    value.Replace(text.data(), text.size());
+    const char* text;
+    std::size_t length;
+    if (!data.GetText(group, element, text, length)) return false;
+    value.Replace(text, length);
     return true;
 }
 
 bool readText(const DICOMDataObject& data, const char* creator, UINT8 offset, UINT16 group, TextValue& value) {
-    RWCString& text = textScratch();
-    if (!data.GetString(creator, offset, text, group)) return false;
-    value.Replace(text.data(), text.size());
+    const char* text;
+    std::size_t length;
+    if (!data.GetText(creator, offset, group, text, length)) return false;
+    value.Replace(text, length);
     return true;
 }
 

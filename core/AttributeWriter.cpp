@@ -42,20 +42,13 @@ void writeText(DICOMDataObject& data, Factory& factory, const char* creator, UIN
     storePrivate(data, creator, factory.GetPrivateVR(creator, offset, group, value, blank));
 }
 
-// A stored text is handed to the factory through one string per thread, which keeps its room.
-static const RWCString& asString(const TextValue& value) {
-    thread_local RWCString scratch;
-    scratch.assign(value.data(), value.size());
-    return scratch;
-}
-
 void writeText(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, const TextValue& value) {
-    writeText(data, factory, group, element, asString(value));
+    store(data, factory.InternalGetVR(group, element, value.data(), value.size(), blank));
 }
 
 void writeText(DICOMDataObject& data, Factory& factory, const char* creator, UINT8 offset, UINT16 group,
                const TextValue& value) {
-    writeText(data, factory, creator, offset, group, asString(value));
+    writeText(data, factory, creator, offset, group, RWCString(value.data(), value.size()));
 }
 
 void writeTexts(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element,

@@ -12,6 +12,7 @@
 
 #include "refcntr/notify/ListenerRegistry.h"
 #include "refcntr/notify/PSChangeListener.h"
+#include "refcntr/platform/Arena.h"
 #include "refcntr/platform/Types.h"
 
 namespace refcntr {
@@ -20,7 +21,7 @@ class SequenceBase;
 class SequenceItem;
 class ReferencedImageSequence;
 
-class PSChangeHandler {
+class PSChangeHandler : public ArenaAllocated {
 public:
     using RegisteredListener = refcntr::RegisteredListener;
     using ListenerRegistry = refcntr::ListenerRegistry;

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstring>
 
+#include "refcntr/platform/Arena.h"
 #include "refcntr/platform/Types.h"
 
 namespace refcntr {
@@ -70,11 +71,11 @@ private:
     }
     void Assign(const char* text, std::size_t length) {
         if (length < lastByte + 1) {
-            std::memcpy(itsBytes, text, length);
+            if (length != 0) std::memcpy(itsBytes, text, length);
             SetInlineSize(length);
             return;
         }
-        char* heap = new char[length];
+        char* heap = static_cast<char*>(allocateBlock(length));
         std::memcpy(heap, text, length);
         const UINT32 stored = UINT32(length);
         std::memcpy(itsBytes, &heap, sizeof heap);
@@ -82,7 +83,7 @@ private:
         itsBytes[lastByte] = char(onHeapMark);
     }
     void Release() {
-        if (OnHeap()) delete[] HeapText();
+        if (OnHeap()) releaseBlock(HeapText());
         SetInlineSize(0);
     }
 

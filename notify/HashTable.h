@@ -2,8 +2,11 @@
 // each index applies its own sizing rule; and the exact 32-bit string hash of the indexes.
 #pragma once
 
+#include <algorithm>
 #include <functional>
 #include <memory>
+
+#include "refcntr/platform/Arena.h"
 
 #include "refcntr/platform/Types.h"
 
@@ -50,7 +53,7 @@ public:
 
     // Adds an entry with a value-initialised value, also when an equal key is already there.
     Value& insert(const Key& key) {
-        if (!itsBuckets) itsBuckets.reset(new Node*[itsBucketCount]());
+        if (!itsBuckets) itsBuckets = newBuckets(itsBucketCount);
         Node*& head = itsBuckets[bucketOf(key)];
         head = new Node(key, head);
         ++itsEntries;
@@ -108,9 +111,9 @@ public:
     void resize(unsigned buckets) {
         if (!buckets) buckets = 2;
         if (itsBuckets) {
-            std::unique_ptr<Node*[]> old(itsBuckets.release());
+            Buckets old = std::move(itsBuckets);
             const unsigned oldCount = itsBucketCount;
-            itsBuckets.reset(new Node*[buckets]());
+            itsBuckets = newBuckets(buckets);
             itsBucketCount = buckets;
             for (unsigned bucket = 0; bucket < oldCount; ++bucket) {
                 for (Node* node = old[bucket]; node;) {
@@ -126,7 +129,8 @@ public:
     }
 
 private:
-    struct Node {
+    // Nodes and bucket arrays are arena blocks: an index is built while its object is read.
+    struct Node : ArenaAllocated {
         Node(const Key& nodeKey, Node* nextNode) : key(nodeKey), value(), next(nextNode) {}
         Key key;
         Value value;
@@ -149,7 +153,18 @@ private:
         --itsEntries;
     }
 
-    std::unique_ptr<Node*[]> itsBuckets;
+    struct ReleaseBuckets {
+        void operator()(Node** buckets) const noexcept { releaseBlock(buckets); }
+    };
+    using Buckets = std::unique_ptr<Node*[], ReleaseBuckets>;
+
+    static Buckets newBuckets(unsigned count) {
+        auto** buckets = static_cast<Node**>(allocateBlock(count * sizeof(Node*)));
+        std::fill_n(buckets, count, nullptr);
+        return Buckets(buckets);
+    }
+
+    Buckets itsBuckets;
     unsigned itsBucketCount;
     unsigned itsEntries = 0;
 };

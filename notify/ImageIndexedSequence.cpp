@@ -16,13 +16,15 @@ ImageItemIndex::~ImageItemIndex() = default;
 
 ImageItemIndex::ItemList& ImageItemIndex::entryFor(const ImgFrmKey& key) { return itsEntries[key]; }
 
-std::vector<ImgFrmKey> ImageItemIndex::keysOf(const ReferencedImageSequence& images, const BeforeFiling& beforeFiling) {
-    std::vector<ImgFrmKey> keys;
+ImageItemIndex::KeyList ImageItemIndex::keysOf(const ReferencedImageSequence& images,
+                                               const BeforeFiling& beforeFiling) {
+    KeyList keys;
     if (!images.isPresent() || images.length() == 0) {
         beforeFiling(1);
         keys.emplace_back(itsEmptyString);
         return keys;
     }
+    keys.reserve(images.length());
     for (const ReferencedImageSequenceItem* reference : images.items()) {
         const RWCString uid = reference->getReferencedSOPInstanceUIDElement();
         const int* frames = reference->getReferencedFrameNumberElement();
@@ -58,7 +60,7 @@ void ImageItemIndex::unfile(const SequenceItem* item) {
 void ImageItemIndex::refile(const SequenceItem* item, const ReferencedImageSequence& images) {
     const auto filing = itsFilings.find(item);
     if (filing == itsFilings.end()) return;
-    std::vector<ImgFrmKey> keys = keysOf(images, [](unsigned) {});
+    KeyList keys = keysOf(images, [](unsigned) {});
     if (keys == filing->second.keys) return;
     grow(entries() + unsigned(keys.size()));
     removeFrom(filing->second.keys, item);
@@ -81,7 +83,7 @@ bool ImageItemIndex::mayChangeReferences(const RWCString& sequenceName, const RW
     return rest == elementPath.size() || elementPath.compare(rest, referenceChange.size(), referenceChange) == 0;
 }
 
-void ImageItemIndex::removeFrom(const std::vector<ImgFrmKey>& keys, const SequenceItem* item) {
+void ImageItemIndex::removeFrom(const KeyList& keys, const SequenceItem* item) {
     for (const ImgFrmKey& key : keys) {
         const auto found = itsEntries.find(key);
         if (found == itsEntries.end()) continue;

@@ -25,7 +25,7 @@ class ReferencedImageSequence;
 // can be unfiled or refiled without a search of the whole index.
 class ImageItemIndex {
 public:
-    using ItemList = std::vector<SequenceItem*>;
+    using ItemList = std::vector<SequenceItem*, ArenaAllocator<SequenceItem*>>;
     // Told the number of keys an item is about to be filed under, before each group of keys.
     using BeforeFiling = std::function<void(unsigned keyCount)>;
 
@@ -90,22 +90,28 @@ private:
     // The any-image key is built from it.
     static const RWCString itsEmptyString;
 
+    using KeyList = std::vector<ImgFrmKey, ArenaAllocator<ImgFrmKey>>;
+
     // Where an item stands in sequence order, and the keys it is filed under.
     struct Filing {
         unsigned long long order;
-        std::vector<ImgFrmKey> keys;
+        KeyList keys;
     };
 
     ItemList& entryFor(const ImgFrmKey& key);
     // The keys `images` yields, in filing order; `beforeFiling` is told each group's size.
-    static std::vector<ImgFrmKey> keysOf(const ReferencedImageSequence& images, const BeforeFiling& beforeFiling);
-    void removeFrom(const std::vector<ImgFrmKey>& keys, const SequenceItem* item);
+    static KeyList keysOf(const ReferencedImageSequence& images, const BeforeFiling& beforeFiling);
+    void removeFrom(const KeyList& keys, const SequenceItem* item);
     // Inserts the item into the key's list after every item that precedes it in sequence order.
     void insertInOrder(const ImgFrmKey& key, SequenceItem* item, unsigned long long order);
 
-    std::unordered_map<ImgFrmKey, ItemList, KeyHash> itsEntries;
+    std::unordered_map<ImgFrmKey, ItemList, KeyHash, std::equal_to<ImgFrmKey>,
+                       ArenaAllocator<std::pair<const ImgFrmKey, ItemList>>>
+        itsEntries;
     unsigned itsBucketCount;
-    std::unordered_map<const SequenceItem*, Filing> itsFilings;
+    std::unordered_map<const SequenceItem*, Filing, std::hash<const SequenceItem*>, std::equal_to<const SequenceItem*>,
+                       ArenaAllocator<std::pair<const SequenceItem* const, Filing>>>
+        itsFilings;
     unsigned long long itsNextOrder = 0;
 };
 

@@ -11,7 +11,7 @@ namespace refcntr {
 
 namespace {
 
-using ElementList = std::vector<std::unique_ptr<VR>>;
+using ElementList = DICOMObject::ElementList;
 
 constexpr UINT32 tagKey(UINT16 group, UINT16 element) { return (UINT32(group) << 16) | element; }
 
@@ -29,11 +29,18 @@ std::size_t trimmedLength(const char* text, std::size_t length) {
     return length;
 }
 
-int readString(const VR* element, RWCString& value) {
+int readText(const VR* element, const char*& text, std::size_t& length) {
     if (element == nullptr || !MDDEntry::IsStringType(element->GetVRCode())) return 0;
-    const char* text = reinterpret_cast<const char*>(element->GetData());
-    std::size_t length = text != nullptr ? element->GetLength() : 0;
-    value.assign(text != nullptr ? text : "", trimmedLength(text, length));
+    text = reinterpret_cast<const char*>(element->GetData());
+    length = text != nullptr ? trimmedLength(text, element->GetLength()) : 0;
+    return 1;
+}
+
+int readString(const VR* element, RWCString& value) {
+    const char* text;
+    std::size_t length;
+    if (!readText(element, text, length)) return 0;
+    value.assign(text != nullptr ? text : "", length);
     return 1;
 }
 
@@ -95,6 +102,15 @@ int DICOMObject::GetString(UINT16 group, UINT16 element, RWCString& value) const
 
 int DICOMObject::GetString(const char* creator, UINT8 offset, RWCString& value, UINT16 group) const {
     return readString(GetVR(creator, offset, group), value);
+}
+
+int DICOMObject::GetText(UINT16 group, UINT16 element, const char*& text, std::size_t& length) const {
+    return readText(GetVR(group, element), text, length);
+}
+
+int DICOMObject::GetText(const char* creator, UINT8 offset, UINT16 group, const char*& text,
+                         std::size_t& length) const {
+    return readText(GetVR(creator, offset, group), text, length);
 }
 
 int DICOMObject::GetUINT16(UINT16 group, UINT16 element, UINT16& value) const {

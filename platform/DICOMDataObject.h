@@ -4,12 +4,13 @@
 #include <memory>
 #include <vector>
 
+#include "refcntr/platform/Arena.h"
 #include "refcntr/platform/Types.h"
 #include "refcntr/platform/VR.h"
 
 namespace refcntr {
 
-class DICOMObject {
+class DICOMObject : public ArenaAllocated {
 public:
     explicit DICOMObject(EndianType endian = LittleEndian);
     DICOMObject(const DICOMObject& other);  // deep copy
@@ -30,6 +31,10 @@ public:
     // element is absent or not of a string VR. An empty value succeeds with an empty string.
     int GetString(UINT16 group, UINT16 element, RWCString& value) const;
     int GetString(const char* creator, UINT8 offset, RWCString& value, UINT16 group) const;
+    // As GetString, but the text stays in the element: `text` points into its value (null for an
+    // empty value) and stays valid until the element changes.
+    int GetText(UINT16 group, UINT16 element, const char*& text, std::size_t& length) const;
+    int GetText(const char* creator, UINT8 offset, UINT16 group, const char*& text, std::size_t& length) const;
     // The first value of a US or SS element (SS as its bit pattern), read in the data set's
     // byte order. Returns 0 when absent, of another VR, or shorter than 2 bytes.
     int GetUINT16(UINT16 group, UINT16 element, UINT16& value) const;
@@ -55,7 +60,8 @@ public:
     UINT8 FindPrivateBlock(const char* creator, UINT16 group) const;
 
     // Elements in ascending tag order.
-    using const_iterator = std::vector<std::unique_ptr<VR>>::const_iterator;
+    using ElementList = std::vector<std::unique_ptr<VR>, ArenaAllocator<std::unique_ptr<VR>>>;
+    using const_iterator = ElementList::const_iterator;
     const_iterator begin() const { return itsElements.begin(); }
     const_iterator end() const { return itsElements.end(); }
     unsigned GetNumberOfVRs() const { return unsigned(itsElements.size()); }
@@ -63,7 +69,7 @@ public:
 
 private:
     EndianType itsEndian;
-    std::vector<std::unique_ptr<VR>> itsElements;  // sorted by tag, no duplicates
+    ElementList itsElements;  // sorted by tag, no duplicates
 };
 
 // The data set of a whole object or of one sequence item.

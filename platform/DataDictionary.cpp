@@ -1,5 +1,7 @@
 #include "refcntr/platform/DataDictionary.h"
 
+#include <atomic>
+#include <cstdint>
 #include <cstring>
 #include <string>
 #include <unordered_map>
@@ -29,19 +31,49 @@ constexpr PrivateDictionaryEntry privateEntries[] = {
     {nullptr, 0, 0, VRCode::Unknown, nullptr},
 };
 
-// The VR of a dictionary entry, looked up in DCMTK's dictionary the first time a thread asks
-// for a tag and remembered, so that later lookups take no lock and no copy of the dictionary
-// is made (copying its thousands of entries cost more than a small file's whole save).
-class DictionaryMemo {
+UINT16 lookUp(const DcmTagKey& tag, const char* creator) {
+    registerPrivateEntriesWithDcmtk();
+    const DcmDataDictionary& dictionary = dcmDataDict.rdlock();
+    const DcmDictEntry* entry = dictionary.findEntry(tag, creator);
+    const UINT16 code = entry != nullptr ? dictionaryVRCode(entry->getEVR()) : VRCode::Unknown;
+    dcmDataDict.rdunlock();
+    return code;
+}
+
+// The VRs of standard tags, looked up in DCMTK's dictionary the first time a tag is asked for
+// and remembered in a table shared by every thread, so that later lookups take no lock, and
+// no copy of the dictionary is made (copying its thousands of entries cost more than a small
+// file's whole save). Each slot holds one tag and its VR code in one word, and a tag may sit in
+// either slot of its pair; a tag that finds both taken takes the second over, so files full of
+// made-up tags cost lookups, not memory. The table is small (8 KiB), as every page of it that
+// a process touches stays resident.
+class StandardVRCache {
 public:
-    UINT16 standard(UINT16 group, UINT16 element) {
-        const UINT32 key = (UINT32(group) << 16) | element;
-        auto found = itsStandard.find(key);
-        if (found != itsStandard.end()) return found->second;
+    UINT16 find(UINT16 group, UINT16 element) {
+        const std::uint64_t key = (std::uint64_t(group) << 16) | element;
+        std::atomic<std::uint64_t>* pair = &itsSlots[(key * 2654435761u >> 7) % slotCount & ~std::size_t(1)];
+        for (int way = 0; way < 2; ++way) {
+            const std::uint64_t held = pair[way].load(std::memory_order_relaxed);
+            if ((held >> 32) == key && (held & filled) != 0) return UINT16(held);
+        }
         const UINT16 code = lookUp(DcmTagKey(group, element), nullptr);
-        if (itsStandard.size() < mostRemembered) itsStandard.emplace(key, code);
+        const int way = (pair[0].load(std::memory_order_relaxed) & filled) == 0 ? 0 : 1;
+        pair[way].store((key << 32) | filled | code, std::memory_order_relaxed);
         return code;
     }
+
+private:
+    static constexpr std::size_t slotCount = 1024;
+    static constexpr std::uint64_t filled = std::uint64_t(1) << 16;
+    std::atomic<std::uint64_t> itsSlots[slotCount] = {};
+};
+
+StandardVRCache standardVRs;
+
+// The VR of a private dictionary entry, looked up the first time a thread asks for it and
+// remembered.
+class DictionaryMemo {
+public:
     UINT16 privateEntry(const char* creator, UINT16 group, UINT8 offset) {
         std::string key(creator);
         key += '\0';
@@ -60,16 +92,6 @@ private:
     // the others are looked up each time.
     static constexpr std::size_t mostRemembered = 1 << 16;
 
-    static UINT16 lookUp(const DcmTagKey& tag, const char* creator) {
-        registerPrivateEntriesWithDcmtk();
-        const DcmDataDictionary& dictionary = dcmDataDict.rdlock();
-        const DcmDictEntry* entry = dictionary.findEntry(tag, creator);
-        const UINT16 code = entry != nullptr ? dictionaryVRCode(entry->getEVR()) : VRCode::Unknown;
-        dcmDataDict.rdunlock();
-        return code;
-    }
-
-    std::unordered_map<UINT32, UINT16> itsStandard;
     std::unordered_map<std::string, UINT16> itsPrivate;  // by creator, group and offset
 };
 
@@ -96,9 +118,7 @@ void registerPrivateEntriesWithDcmtk() {
     (void)registered;
 }
 
-UINT16 InstanceSpecificDataDictionary::TypeVR(UINT16 group, UINT16 element) {
-    return dictionaryMemo().standard(group, element);
-}
+UINT16 InstanceSpecificDataDictionary::TypeVR(UINT16 group, UINT16 element) { return standardVRs.find(group, element); }
 
 UINT16 InstanceSpecificDataDictionary::TypeVR(VR& element) {
     UINT16 code = TypeVR(element.GetGroup(), element.GetElement());

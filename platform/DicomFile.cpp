@@ -138,6 +138,8 @@ std::unique_ptr<unsigned char[]> readWholeFile(const std::string& path, std::siz
 std::unique_ptr<DICOMDataObject> readFile(const std::string& path, std::vector<std::string>* notes,
                                           std::vector<UINT32>* recordOffsets) {
     registerPrivateEntriesWithDcmtk();
+    // The data set read is one arena, which is given back whole when the data set goes.
+    ArenaScope arena;
 
     struct stat status;
     if (::stat(path.c_str(), &status) != 0) failToRead(path, describeSystemError(errno));

@@ -1,7 +1,6 @@
 #include "refcntr/platform/MemoryAllocater.h"
 
-#include <cstdlib>
-#include <new>
+#include "refcntr/platform/Arena.h"
 
 namespace refcntr {
 
@@ -9,11 +8,9 @@ MemoryAllocater::~MemoryAllocater() = default;
 
 void* MemoryAllocater::Allocate(std::size_t bytes) {
     if (bytes == 0) return nullptr;
-    void* block = std::malloc(bytes);
-    if (block == nullptr) throw std::bad_alloc();
-    return block;
+    return allocateBlock(bytes);
 }
 
-void MemoryAllocater::Release(void* block) { std::free(block); }
+void MemoryAllocater::Release(void* block) { releaseBlock(block); }
 
 }  // namespace refcntr

@@ -1,4 +1,4 @@
-// The allocator of element value buffers.
+// The allocator of element value buffers: arena blocks (see Arena.h) unless a subclass says otherwise.
 #pragma once
 
 #include <cstddef>

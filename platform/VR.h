@@ -1,6 +1,7 @@
 // One encoded data element: tag, VR code, value bytes and the byte order of those bytes.
 #pragma once
 
+#include "refcntr/platform/Arena.h"
 #include "refcntr/platform/MAttributeTag.h"
 #include "refcntr/platform/MemoryAllocater.h"
 #include "refcntr/platform/Types.h"
@@ -9,7 +10,7 @@ namespace refcntr {
 
 class SequenceVR;
 
-class VR {
+class VR : public ArenaAllocated {
 public:
     // The allocator every element uses unless told otherwise.
     static MemoryAllocater* const itsDefaultMemoryAllocater;

@@ -1,0 +1,149 @@
+#include "refcntr/platform/Arena.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+
+#if __has_include(<valgrind/valgrind.h>)
+#include <valgrind/valgrind.h>
+#define REFCNTR_UNDER_VALGRIND() (RUNNING_ON_VALGRIND != 0)
+#else
+#define REFCNTR_UNDER_VALGRIND() false
+#endif
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define REFCNTR_ADDRESS_SANITIZER 1
+#endif
+#endif
+#if defined(__SANITIZE_ADDRESS__)
+#define REFCNTR_ADDRESS_SANITIZER 1
+#endif
+
+namespace refcntr {
+
+namespace {
+
+constexpr std::size_t headerBytes = sizeof(Arena*);  // where a block came from, just before it
+constexpr std::size_t firstChunkBytes = 4 * 1024;
+constexpr std::size_t largestChunkBytes = 1024 * 1024;
+constexpr std::size_t largestArenaBlock = 16 * 1024;  // larger blocks come from the heap
+// The count of live blocks starts this high while the scope is open, so that blocks freed
+// meanwhile never bring it to zero; closing the scope takes the bias off.
+constexpr long openBias = 1L << 62;
+
+bool arenasAreUsable() {
+#ifdef REFCNTR_ADDRESS_SANITIZER
+    return false;
+#else
+    return !REFCNTR_UNDER_VALGRIND();
+#endif
+}
+const bool arenasUsable = arenasAreUsable();
+
+std::atomic<std::size_t> liveArenas{0};
+
+thread_local Arena* openArena __attribute__((tls_model("initial-exec"))) = nullptr;
+
+void* heapBlock(std::size_t bytes) {
+    if (bytes > std::size_t(-1) - headerBytes) throw std::bad_alloc();
+    auto* start = static_cast<char*>(std::malloc(bytes + headerBytes));
+    if (start == nullptr) throw std::bad_alloc();
+    std::memset(start, 0, headerBytes);
+    return start + headerBytes;
+}
+
+}  // namespace
+
+class Arena {
+public:
+    Arena() { liveArenas.fetch_add(1, std::memory_order_relaxed); }
+    char* carve(std::size_t bytes) {
+        if (std::size_t(itsEnd - itsNext) < bytes) grow(bytes);
+        char* block = itsNext;
+        itsNext += bytes;
+        ++itsAllocated;
+        return block;
+    }
+
+    void release() noexcept {
+        if (itsLive.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+    }
+
+    // The scope has closed: no block is carved any more.
+    void close() noexcept {
+        const long change = itsAllocated - openBias;
+        if (itsLive.fetch_add(change, std::memory_order_acq_rel) + change == 0) delete this;
+    }
+
+    ~Arena() {
+        while (itsChunks != nullptr) {
+            Chunk* previous = itsChunks->previous;
+            std::free(itsChunks);
+            itsChunks = previous;
+        }
+        liveArenas.fetch_sub(1, std::memory_order_relaxed);
+    }
+
+private:
+    struct Chunk {
+        Chunk* previous;
+    };
+
+    void grow(std::size_t bytes) {
+        const std::size_t size = std::max(itsNextChunkBytes, bytes + sizeof(Chunk));
+        auto* chunk = static_cast<Chunk*>(std::malloc(size));
+        if (chunk == nullptr) throw std::bad_alloc();
+        chunk->previous = itsChunks;
+        itsChunks = chunk;
+        itsNext = reinterpret_cast<char*>(chunk + 1);
+        itsEnd = reinterpret_cast<char*>(chunk) + size;
+        itsNextChunkBytes = std::min(2 * itsNextChunkBytes, largestChunkBytes);
+    }
+
+    char* itsNext = nullptr;
+    char* itsEnd = nullptr;
+    Chunk* itsChunks = nullptr;
+    std::size_t itsNextChunkBytes = firstChunkBytes;
+    long itsAllocated = 0;  // only the thread of the open scope counts
+    std::atomic<long> itsLive{openBias};
+};
+
+void* allocateBlock(std::size_t bytes) {
+    Arena* arena = openArena;
+    if (arena == nullptr || bytes > largestArenaBlock) return heapBlock(bytes);
+    const std::size_t rounded = (bytes + headerBytes + 7) & ~std::size_t(7);
+    char* start = arena->carve(rounded);
+    std::memcpy(start, &arena, headerBytes);
+    return start + headerBytes;
+}
+
+void releaseBlock(void* block) noexcept {
+    if (block == nullptr) return;
+    char* start = static_cast<char*>(block) - headerBytes;
+    Arena* arena;
+    std::memcpy(&arena, start, headerBytes);
+    if (arena == nullptr)
+        std::free(start);
+    else
+        arena->release();
+}
+
+bool arenasAreUsed() { return arenasUsable; }
+
+std::size_t liveArenaCount() { return liveArenas.load(std::memory_order_relaxed); }
+
+ArenaScope::ArenaScope() : itsOpened(nullptr) {
+    if (openArena != nullptr || !arenasUsable) return;
+    itsOpened = new Arena;
+    openArena = itsOpened;
+}
+
+ArenaScope::~ArenaScope() {
+    if (itsOpened == nullptr) return;
+    openArena = nullptr;
+    itsOpened->close();
+}
+
+}  // namespace refcntr
