@@ -144,6 +144,9 @@ class Renderer:
         lines += ["    " + line if line else "" for line in body]
         lines += ["", "private:"]
         private = []
+        if container.options.get("handwritten-sequence"):
+            # The hand-written sequence indexes its items by their stored values.
+            private += [f"friend class {container.sequence_name};", ""]
         if container.kind in ("item", "module"):
             private.append("void reportChange(const char* elementPath);")
             if container.sequences():

@@ -8,43 +8,54 @@ namespace {
 constexpr unsigned anyImageListCapacity = 64;
 }  // namespace
 
-const RWCString ImageItemIndex::itsEmptyString;
-
-ImageItemIndex::ImageItemIndex(unsigned buckets) : itsBucketCount(buckets ? buckets : 2) {}
+ImageItemIndex::ImageItemIndex(unsigned buckets) : itsEntries(buckets), itsBucketCount(buckets ? buckets : 2) {}
 
 ImageItemIndex::~ImageItemIndex() = default;
 
-ImageItemIndex::ItemList& ImageItemIndex::entryFor(const ImgFrmKey& key) { return itsEntries[key]; }
+ImageItemIndex::ItemList& ImageItemIndex::entryFor(const KeyView& key) {
+    if (ItemList* items = itsEntries.find(key)) return *items;
+    // The table keeps at most one entry per bucket on average, whatever buckets() reports.
+    if (itsEntries.entries() >= itsEntries.buckets()) itsEntries.resize(2 * itsEntries.buckets());
+    return itsEntries.insert(key);
+}
 
 ImageItemIndex::KeyList ImageItemIndex::keysOf(const ReferencedImageSequence& images,
                                                const BeforeFiling& beforeFiling) {
     KeyList keys;
     if (!images.isPresent() || images.length() == 0) {
         beforeFiling(1);
-        keys.emplace_back(itsEmptyString);
+        keys.emplace_back(KeyView("", 0, 0, true));
         return keys;
     }
     keys.reserve(images.length());
     for (const ReferencedImageSequenceItem* reference : images.items()) {
-        const RWCString uid = reference->getReferencedSOPInstanceUIDElement();
+        const TextValue& uid = ReferencedImageSequence::imageUIDOf(*reference);
         const int* frames = reference->getReferencedFrameNumberElement();
         const unsigned frameCount = reference->getReferencedFrameNumberElementLength();
         if (reference->isReferencedFrameNumberElementPresent() && frames && frameCount > 0) {
             beforeFiling(frameCount);
-            for (unsigned i = 0; i < frameCount; ++i) keys.emplace_back(uid, frames[i]);
+            for (unsigned i = 0; i < frameCount; ++i)
+                keys.emplace_back(KeyView(uid.data(), uid.size(), frames[i], false));
         } else {
             beforeFiling(1);
-            keys.emplace_back(uid);
+            keys.emplace_back(KeyView(uid.data(), uid.size(), 0, true));
         }
     }
     return keys;
 }
 
+bool ImageItemIndex::sameKeys(const KeyList& left, const KeyList& right) {
+    if (left.size() != right.size()) return false;
+    for (std::size_t i = 0; i < left.size(); ++i)
+        if (!KeyEqual()(left[i], right[i])) return false;
+    return true;
+}
+
 void ImageItemIndex::file(SequenceItem* item, const ReferencedImageSequence& images, const BeforeFiling& beforeFiling) {
     Filing filing{itsNextOrder++, keysOf(images, beforeFiling)};
-    for (const ImgFrmKey& key : filing.keys) {
-        ItemList& items = entryFor(key);
-        if (key.isAnyImageKey() && items.empty()) items.reserve(anyImageListCapacity);
+    for (const StoredKey& key : filing.keys) {
+        ItemList& items = entryFor(key.view());
+        if (key.itsUID.empty() && items.empty()) items.reserve(anyImageListCapacity);
         items.push_back(item);
     }
     itsFilings[item] = std::move(filing);
@@ -61,11 +72,11 @@ void ImageItemIndex::refile(const SequenceItem* item, const ReferencedImageSeque
     const auto filing = itsFilings.find(item);
     if (filing == itsFilings.end()) return;
     KeyList keys = keysOf(images, [](unsigned) {});
-    if (keys == filing->second.keys) return;
+    if (sameKeys(keys, filing->second.keys)) return;
     grow(entries() + unsigned(keys.size()));
     removeFrom(filing->second.keys, item);
     auto* filed = const_cast<SequenceItem*>(item);  // the sequence that owns the item files it
-    for (const ImgFrmKey& key : keys) insertInOrder(key, filed, filing->second.order);
+    for (const StoredKey& key : keys) insertInOrder(key.view(), filed, filing->second.order);
     filing->second.keys = std::move(keys);
 }
 
@@ -84,16 +95,15 @@ bool ImageItemIndex::mayChangeReferences(const RWCString& sequenceName, const RW
 }
 
 void ImageItemIndex::removeFrom(const KeyList& keys, const SequenceItem* item) {
-    for (const ImgFrmKey& key : keys) {
-        const auto found = itsEntries.find(key);
-        if (found == itsEntries.end()) continue;
-        ItemList& items = found->second;
-        items.erase(std::remove(items.begin(), items.end(), item), items.end());
-        if (items.empty()) itsEntries.erase(found);
+    for (const StoredKey& key : keys) {
+        ItemList* items = itsEntries.find(key.view());
+        if (items == nullptr) continue;
+        items->erase(std::remove(items->begin(), items->end(), item), items->end());
+        if (items->empty()) itsEntries.erase(key.view());
     }
 }
 
-void ImageItemIndex::insertInOrder(const ImgFrmKey& key, SequenceItem* item, unsigned long long order) {
+void ImageItemIndex::insertInOrder(const KeyView& key, SequenceItem* item, unsigned long long order) {
     ItemList& items = entryFor(key);
     const auto after = std::upper_bound(
         items.begin(), items.end(), order,
@@ -104,6 +114,7 @@ void ImageItemIndex::insertInOrder(const ImgFrmKey& key, SequenceItem* item, uns
 void ImageItemIndex::reset(unsigned buckets) {
     clear();
     itsBucketCount = buckets ? buckets : 2;
+    itsEntries.resize(itsBucketCount);
 }
 
 void ImageItemIndex::grow(unsigned count) {
@@ -112,14 +123,14 @@ void ImageItemIndex::grow(unsigned count) {
 }
 
 const ImageItemIndex::ItemList* ImageItemIndex::lookup(const RWCString& uid, int frame) const {
-    if (const ItemList* items = find(ImgFrmKey(uid, frame))) return items;
-    if (const ItemList* items = find(ImgFrmKey(uid))) return items;
-    return uid.empty() ? find(ImgFrmKey(itsEmptyString)) : nullptr;
+    if (const ItemList* items = itsEntries.find(KeyView(uid.data(), uid.size(), frame, false))) return items;
+    if (const ItemList* items = itsEntries.find(KeyView(uid.data(), uid.size(), 0, true))) return items;
+    return uid.empty() ? itsEntries.find(KeyView("", 0, 0, true)) : nullptr;
 }
 
 const ImageItemIndex::ItemList* ImageItemIndex::lookup(const RWCString& uid) const {
-    if (const ItemList* items = find(ImgFrmKey(uid))) return items;
-    return uid.empty() ? nullptr : find(ImgFrmKey(itsEmptyString));
+    if (const ItemList* items = itsEntries.find(KeyView(uid.data(), uid.size(), 0, true))) return items;
+    return uid.empty() ? nullptr : itsEntries.find(KeyView("", 0, 0, true));
 }
 
 }  // namespace refcntr

@@ -5,11 +5,13 @@
 #pragma once
 
 #include <algorithm>
+#include <cstring>
 #include <functional>
 #include <unordered_map>
 #include <vector>
 
 #include "refcntr/core/Sequence.h"
+#include "refcntr/core/TextValue.h"
 #include "refcntr/notify/HashTable.h"
 #include "refcntr/notify/ImgFrmKey.h"
 
@@ -59,38 +61,65 @@ public:
     // Doubles the bucket count when it is below `count` x 1.25, rounded to the nearest integer.
     void grow(unsigned count);
 
-    const ItemList* find(const ImgFrmKey& key) const {
-        const auto found = itsEntries.find(key);
-        return found != itsEntries.end() ? &found->second : nullptr;
-    }
+    const ItemList* find(const ImgFrmKey& key) const { return itsEntries.find(KeyView(key)); }
     // (uid, frame), else (uid) any frame, else (only for an empty uid) the any-image entry.
     const ItemList* lookup(const RWCString& uid, int frame) const;
     // (uid) any frame, else (only for a non-empty uid) the any-image entry.
     const ItemList* lookup(const RWCString& uid) const;
 
-    unsigned entries() const { return unsigned(itsEntries.size()); }
+    unsigned entries() const { return itsEntries.entries(); }
     unsigned buckets() const { return itsBucketCount; }
 
 private:
-    // The entries are kept in a hash map by image and frame, which grows with them, so that
-    // filing and looking up an item cost the same in a sequence of ten thousand items, or under
-    // a million frames, as in one of ten. (ImgFrmKey::hash puts nearly every key in one bucket;
-    // the listener index keeps it, but here it would make reading a large presentation state
-    // quadratic.) The bucket count follows the index's own sizing rule and is what buckets()
-    // reports. Keys equal under ImgFrmKey::operator== hash alike: every any-image key to 0,
-    // an any-frame key apart from the frames of its image.
-    struct KeyHash {
-        std::size_t operator()(const ImgFrmKey& key) const {
-            if (key.isAnyImageKey()) return 0;
-            const unsigned frame = key.isAnyFrameKey() ? 0x9E3779B9u : unsigned(key.getFrameNumber()) * 2654435761u;
-            return stringHash(key.sopInstanceUID()) ^ frame;
+    // A key as it is looked for: the UID where it already is. An empty UID is the any-image
+    // key, whatever the frame and flag.
+    struct KeyView {
+        KeyView(const char* uid, std::size_t length, int frame, bool anyFrame)
+            : itsUID(uid),
+              itsLength(length),
+              itsFrame(frame),
+              itsAnyFrame(anyFrame) {}
+        explicit KeyView(const ImgFrmKey& key)
+            : KeyView(key.sopInstanceUID().data(), key.sopInstanceUID().size(), key.getFrameNumber(),
+                      key.isAnyFrameKey()) {}
+        const char* itsUID;
+        std::size_t itsLength;
+        int itsFrame;
+        bool itsAnyFrame;
+    };
+    // A key as an entry or a filing stores it: the UID in place or in an arena block.
+    struct StoredKey {
+        explicit StoredKey(const KeyView& key) : itsUID(), itsFrame(key.itsFrame), itsAnyFrame(key.itsAnyFrame) {
+            itsUID.Replace(key.itsUID, key.itsLength);
         }
+        KeyView view() const { return KeyView(itsUID.data(), itsUID.size(), itsFrame, itsAnyFrame); }
+        TextValue itsUID;
+        int itsFrame;
+        bool itsAnyFrame;
+    };
+    // Keys equal as ImgFrmKey's are hash alike: every any-image key to 0, an any-frame key
+    // apart from the frames of its image.
+    struct KeyHash {
+        unsigned operator()(const KeyView& key) const {
+            if (key.itsLength == 0) return 0;
+            const unsigned frame = key.itsAnyFrame ? 0x9E3779B9u : unsigned(key.itsFrame) * 2654435761u;
+            return textHash(key.itsUID, key.itsLength) ^ frame;
+        }
+        unsigned operator()(const StoredKey& key) const { return (*this)(key.view()); }
+    };
+    struct KeyEqual {
+        bool operator()(const StoredKey& stored, const KeyView& key) const {
+            const KeyView held = stored.view();
+            if (held.itsLength != key.itsLength || std::memcmp(held.itsUID, key.itsUID, key.itsLength) != 0)
+                return false;
+            if (key.itsLength == 0) return true;
+            if (held.itsAnyFrame || key.itsAnyFrame) return held.itsAnyFrame == key.itsAnyFrame;
+            return held.itsFrame == key.itsFrame;
+        }
+        bool operator()(const StoredKey& stored, const StoredKey& other) const { return (*this)(stored, other.view()); }
     };
 
-    // The any-image key is built from it.
-    static const RWCString itsEmptyString;
-
-    using KeyList = std::vector<ImgFrmKey, ArenaAllocator<ImgFrmKey>>;
+    using KeyList = std::vector<StoredKey, ArenaAllocator<StoredKey>>;
 
     // Where an item stands in sequence order, and the keys it is filed under.
     struct Filing {
@@ -98,16 +127,20 @@ private:
         KeyList keys;
     };
 
-    ItemList& entryFor(const ImgFrmKey& key);
+    ItemList& entryFor(const KeyView& key);
     // The keys `images` yields, in filing order; `beforeFiling` is told each group's size.
     static KeyList keysOf(const ReferencedImageSequence& images, const BeforeFiling& beforeFiling);
+    static bool sameKeys(const KeyList& left, const KeyList& right);
     void removeFrom(const KeyList& keys, const SequenceItem* item);
     // Inserts the item into the key's list after every item that precedes it in sequence order.
-    void insertInOrder(const ImgFrmKey& key, SequenceItem* item, unsigned long long order);
+    void insertInOrder(const KeyView& key, SequenceItem* item, unsigned long long order);
 
-    std::unordered_map<ImgFrmKey, ItemList, KeyHash, std::equal_to<ImgFrmKey>,
-                       ArenaAllocator<std::pair<const ImgFrmKey, ItemList>>>
-        itsEntries;
+    // The entries sit in a hash table by image and frame that doubles its buckets as entries
+    // come, so that filing and looking up an item cost the same in a sequence of ten thousand
+    // items, or under a million frames, as in one of ten. The bucket count that buckets()
+    // reports follows the index's own sizing rule instead. (ImgFrmKey::hash puts nearly every key in one bucket; the listener index keeps
+    // it, but here it would make reading a large presentation state quadratic.)
+    HashTable<StoredKey, ItemList, KeyHash, KeyEqual> itsEntries;
     unsigned itsBucketCount;
     std::unordered_map<const SequenceItem*, Filing, std::hash<const SequenceItem*>, std::equal_to<const SequenceItem*>,
                        ArenaAllocator<std::pair<const SequenceItem* const, Filing>>>

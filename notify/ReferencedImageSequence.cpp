@@ -31,7 +31,7 @@ ReferencedImageSequence::ImageFrameIndex& ReferencedImageSequence::ImageFrameInd
     if (this == &other) return *this;
     itsImages.clear();
     itsImages.resize(other.buckets());
-    other.itsImages.forEach([this](const RWCString& uid, const FrameIndex& frames) {
+    other.itsImages.forEach([this](const TextValue& uid, const FrameIndex& frames) {
         FrameIndex& copy = itsImages.insert(uid);
         copy.resize(frames.buckets());
         copy.insertAll(frames);
@@ -40,7 +40,7 @@ ReferencedImageSequence::ImageFrameIndex& ReferencedImageSequence::ImageFrameInd
 }
 
 void ReferencedImageSequence::ImageFrameIndex::insert(const ReferencedImageSequenceItem& item) {
-    const RWCString uid = item.getReferencedSOPInstanceUIDElement();
+    const TextValue& uid = imageUIDOf(item);
     const unsigned count = frameCount(item);
     FrameIndex* frames = itsImages.find(uid);
     const unsigned buckets = bucketsFor((frames ? frames->entries() : 0ull) + count);
@@ -55,7 +55,7 @@ void ReferencedImageSequence::ImageFrameIndex::insert(const ReferencedImageSeque
 }
 
 void ReferencedImageSequence::ImageFrameIndex::remove(const ReferencedImageSequenceItem& item) {
-    const RWCString uid = item.getReferencedSOPInstanceUIDElement();
+    const TextValue& uid = imageUIDOf(item);
     FrameIndex* frames = itsImages.find(uid);
     if (!frames) return;
     const unsigned count = frameCount(item);

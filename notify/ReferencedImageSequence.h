@@ -66,7 +66,8 @@ public:
         unsigned buckets() const { return itsImages.buckets(); }
 
     private:
-        HashTable<RWCString, FrameIndex, StringHash> itsImages;
+        // By the stored UID, searched with a UID of either kind.
+        HashTable<TextValue, FrameIndex, TextHash, TextEqual> itsImages;
     };
 
     // Room for 64 items, an index of 64 buckets.
@@ -99,6 +100,11 @@ public:
     RWCString toString(int indent) const override;
 
     const ImageFrameIndex& getImageFrameIndex() const { return itsImageFrameIndex; }
+
+    // The SOP instance UID an item holds, as stored: the indexes key by it without a copy.
+    static const TextValue& imageUIDOf(const ReferencedImageSequenceItem& item) {
+        return item.itsReferencedSOPInstanceUIDElement;
+    }
 
 private:
     ImageFrameIndex itsImageFrameIndex;
