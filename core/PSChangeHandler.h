@@ -10,6 +10,8 @@
 // DisplayedAreaBRHCElement".
 #pragma once
 
+#include <memory>
+
 #include "refcntr/notify/ListenerRegistry.h"
 #include "refcntr/notify/PSChangeListener.h"
 #include "refcntr/platform/Arena.h"
@@ -77,7 +79,7 @@ public:
     // when `uid` is empty).
     void removeListener(PSChangeListener& listener, const RWCString& uid, int frame);
 
-    const ListenerRegistry& getListenerRegistry() const { return itsListeners; }
+    const ListenerRegistry& getListenerRegistry() const;
 
     // Identity: 1 exactly when `other` is this very object.
     int operator==(const PSChangeHandler& other) const { return this == &other; }
@@ -87,8 +89,12 @@ protected:
     void getPSChangeListeners(RWTPtrSlist<PSChangeListener>& out, const ReferencedImageSequence* images) const;
 
 private:
+    // Made at the first registration: most containers never hear from a listener, and a big
+    // presentation state holds tens of thousands of them.
+    ListenerRegistry& listeners();
+
     PSChangeHandler* itsParent;
-    ListenerRegistry itsListeners;
+    std::unique_ptr<ListenerRegistry> itsListeners;
 };
 
 }  // namespace refcntr
