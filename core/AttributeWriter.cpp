@@ -135,6 +135,7 @@ void writeSequence(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16
     if (!written) return;
     // A sequence that is not present is written empty, whatever items it still holds.
     const unsigned count = sequence.isPresent() ? sequence.length() : 0;
+    written->ReserveItems(count);
     for (unsigned i = 0; i < count; ++i) {
         const SequenceItem* item = sequence.itemAt(i);
         if (item->isEmpty()) continue;

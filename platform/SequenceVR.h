@@ -20,6 +20,8 @@ public:
 
     // Appends an item; the sequence takes ownership.
     void AddSequenceItem(DICOMDataObject* item);
+    // Makes room for `count` items in all, so that adding them moves nothing.
+    void ReserveItems(unsigned count) { itsItems.reserve(count); }
     // The items in order; the sequence owns them.
     const RWTPtrOrderedVector<DICOMDataObject>& GetSequenceItems() const { return itsItems; }
     unsigned GetNumberOfItems() const { return unsigned(itsItems.size()); }
