@@ -79,32 +79,15 @@ DICOMObject& DICOMObject::operator=(const DICOMObject& other) {
     return *this;
 }
 
-DICOMObject::DICOMObject(DICOMObject&& other) noexcept
-    : itsEndian(other.itsEndian),
-      itsElements(std::move(other.itsElements)) {}
-
-DICOMObject& DICOMObject::operator=(DICOMObject&& other) noexcept {
-    itsEndian = other.itsEndian;
-    itsElements = std::move(other.itsElements);
-    return *this;
-}
+DICOMObject::DICOMObject(DICOMObject&&) noexcept = default;
+DICOMObject& DICOMObject::operator=(DICOMObject&&) noexcept = default;
 DICOMObject::~DICOMObject() = default;
 
 VR* DICOMObject::GetVR(UINT16 group, UINT16 element) const {
-    const UINT32 key = tagKey(group, element);
-    const std::size_t count = itsElements.size();
-    std::size_t at = itsLookupHint.load(std::memory_order_relaxed);
-    // The hint holds when the element there is the one wanted, or the first beyond it.
-    const bool hintHolds = at < count ? itsElements[at]->GetTag().GetKey() >= key &&
-                                            (at == 0 || itsElements[at - 1]->GetTag().GetKey() < key)
-                                      : at == count && (count == 0 || itsElements[count - 1]->GetTag().GetKey() < key);
-    if (!hintHolds) at = std::size_t(findPosition(itsElements, key) - itsElements.begin());
-    if (at == count || itsElements[at]->GetTag().GetKey() != key) {
-        itsLookupHint.store(std::uint32_t(at), std::memory_order_relaxed);
-        return nullptr;
-    }
-    itsLookupHint.store(std::uint32_t(at + 1), std::memory_order_relaxed);
-    return itsElements[at].get();
+    UINT32 key = tagKey(group, element);
+    auto position = findPosition(itsElements, key);
+    if (position == itsElements.end() || (*position)->GetTag().GetKey() != key) return nullptr;
+    return position->get();
 }
 
 VR* DICOMObject::GetVR(const char* creator, UINT8 offset, UINT16 group) const {

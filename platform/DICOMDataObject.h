@@ -1,8 +1,6 @@
 // A data set: elements in tag order, owned, with the byte order of their values.
 #pragma once
 
-#include <atomic>
-#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -72,10 +70,6 @@ public:
 private:
     EndianType itsEndian;
     ElementList itsElements;  // sorted by tag, no duplicates
-    // Where the last lookup ended. Containers read their attributes in tag order, so the next
-    // lookup usually ends there or just after: it is tried before a binary search. Only a hint,
-    // checked before it is used, so readers on several threads may overwrite it freely.
-    mutable std::atomic<std::uint32_t> itsLookupHint{0};
 };
 
 // The data set of a whole object or of one sequence item.
