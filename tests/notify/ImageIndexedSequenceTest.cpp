@@ -1,9 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <initializer_list>
 #include <memory>
 #include <optional>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "refcntr/core/AttributeReader.h"
 #include "refcntr/core/PSChangeHandler.h"
@@ -163,6 +166,19 @@ TEST(ImageIndexedSequence, AnAddedItemIsFiledBeforeTheParentIsTold) {
     ImageBoundItem* item = itemFor({{"U", {1}}});
     sequence.addItem(item);
     EXPECT_EQ(parent.found, Items{item});
+}
+
+// The indexes place UIDs by the low bits of textHash. UIDs of one study differ only in their
+// last digits; a hash whose low bits miss those digits piles them into a few buckets and makes
+// reading a large state quadratic.
+TEST(ImageIndexedSequence, UIDsThatDifferOnlyInTheirLastDigitsSpreadOverTheBuckets) {
+    constexpr unsigned buckets = 2048;
+    std::vector<unsigned> load(buckets);
+    for (int n = 0; n < 2000; ++n) {
+        const RWCString uid = "1.2.826.0.1.3680043.2.1125.9." + std::to_string(n);
+        ++load[textHash(uid.data(), uid.size()) % buckets];
+    }
+    EXPECT_LE(*std::max_element(load.begin(), load.end()), 8u);
 }
 
 }  // namespace
