@@ -46,7 +46,8 @@ std::atomic<std::size_t> liveArenas{0};
 
 thread_local Arena* openArena __attribute__((tls_model("initial-exec"))) = nullptr;
 
-void* heapBlock(std::size_t bytes) {
+// Out of line, as is Arena::grow, so that the common path of allocateBlock stays short.
+[[gnu::noinline]] void* heapBlock(std::size_t bytes) {
     if (bytes > std::size_t(-1) - headerBytes) throw std::bad_alloc();
     auto* start = static_cast<char*>(std::malloc(bytes + headerBytes));
     if (start == nullptr) throw std::bad_alloc();
@@ -91,7 +92,7 @@ private:
         Chunk* previous;
     };
 
-    void grow(std::size_t bytes) {
+    [[gnu::noinline]] void grow(std::size_t bytes) {
         const std::size_t size = std::max(itsNextChunkBytes, bytes + sizeof(Chunk));
         auto* chunk = static_cast<Chunk*>(std::malloc(size));
         if (chunk == nullptr) throw std::bad_alloc();
