@@ -137,8 +137,8 @@ void DICOMObject::ReplaceVR(VR* element) {
     if (element == nullptr) return;
     std::unique_ptr<VR> owned(element);
     UINT32 key = element->GetTag().GetKey();
-    // Item data sets hold a handful of elements: start with room for them at once.
-    if (itsElements.capacity() == 0) itsElements.reserve(8);
+    // Most item data sets hold two to four elements: start with room for four at once.
+    if (itsElements.capacity() == 0) itsElements.reserve(4);
     // Elements usually arrive in ascending order (a file is read in tag order): append.
     if (itsElements.empty() || itsElements.back()->GetTag().GetKey() < key) {
         itsElements.push_back(std::move(owned));

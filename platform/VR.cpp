@@ -25,15 +25,15 @@ VR::VR(UINT16 group, UINT16 element, EndianType endian, MemoryAllocater* allocat
 VR::VR(UINT16 group, UINT16 element, UINT16 vrCode, EndianType endian, MemoryAllocater* allocater)
     : itsTag(group, element),
       itsVRCode(vrCode),
-      itsEndian(endian),
+      itsEndian(UINT8(endian)),
       itsAllocater(allocater != nullptr ? allocater : itsDefaultMemoryAllocater) {}
 
 VR::VR(const VR& other)
     : itsTag(other.itsTag),
       itsVRCode(other.itsVRCode),
       itsEndian(other.itsEndian),
-      itsAllocater(other.itsAllocater),
-      itsEncapsulated(other.itsEncapsulated) {
+      itsEncapsulated(other.itsEncapsulated),
+      itsAllocater(other.itsAllocater) {
     SetData(other.itsData, other.itsLength);
 }
 

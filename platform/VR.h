@@ -40,7 +40,7 @@ public:
     UINT16 GetVRCode() const { return itsVRCode; }
     void SetVRCode(UINT16 vrCode) { itsVRCode = vrCode; }
 
-    EndianType GetEndian() const { return itsEndian; }
+    EndianType GetEndian() const { return EndianType(itsEndian); }
 
     // The value bytes as stored (in GetEndian() order); null when the length is 0.
     const unsigned char* GetData() const { return itsLength ? itsData : nullptr; }
@@ -69,13 +69,14 @@ private:
     bool HoldsInline() const { return itsData == itsInline; }
     void ReleaseData();
 
+    // The small fields first and the byte order in one byte: an element is 56 bytes, not 64.
     MAttributeTag itsTag;
     UINT16 itsVRCode;
-    EndianType itsEndian;
+    UINT8 itsEndian;  // an EndianType
+    bool itsEncapsulated = false;
     MemoryAllocater* itsAllocater;
     unsigned char* itsData = nullptr;
     UINT32 itsLength = 0;
-    bool itsEncapsulated = false;
     unsigned char itsInline[itsInlineCapacity];
 };
 
