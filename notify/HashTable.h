@@ -61,9 +61,10 @@ struct TextEqual {
 };
 
 // Keys may occur more than once (each insert adds an entry). Lookups take any type that Hash
-// and Equal take beside Key, so that an index of stored keys is searched without a copy. Entries never move in memory,
-// so references to values stay valid until their entry is erased. The bucket array is allocated at the first insert and
-// released by clear, so an empty table holds nothing on the heap.
+// and Equal take beside Key, so that an index of stored keys is searched without a copy.
+// Entries never move in memory, so references to values stay valid until their entry is
+// erased. The bucket array is allocated at the first insert and released by clear, so an
+// empty table holds nothing on the heap.
 template <class Key, class Value, class Hash, class Equal = std::equal_to<Key>>
 class HashTable {
 public:
@@ -174,7 +175,10 @@ private:
     // A node keeps its key's hash, so that a resize does not hash every key again.
     struct Node : ArenaAllocated {
         Node(Key&& nodeKey, unsigned keyHash, Node* nextNode)
-            : key(std::move(nodeKey)), value(), next(nextNode), hash(keyHash) {}
+            : key(std::move(nodeKey)),
+              value(),
+              next(nextNode),
+              hash(keyHash) {}
         Key key;
         Value value;
         Node* next;

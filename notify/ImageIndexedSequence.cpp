@@ -24,7 +24,7 @@ ImageItemIndex::KeyList ImageItemIndex::keysOf(const ReferencedImageSequence& im
     KeyList keys;
     if (!images.isPresent() || images.length() == 0) {
         beforeFiling(1);
-        keys.emplace_back(KeyView("", 0, 0, true));
+        keys.emplace_back(KeyView({}, 0, true));
         return keys;
     }
     keys.reserve(images.length());
@@ -35,20 +35,13 @@ ImageItemIndex::KeyList ImageItemIndex::keysOf(const ReferencedImageSequence& im
         if (reference->isReferencedFrameNumberElementPresent() && frames && frameCount > 0) {
             beforeFiling(frameCount);
             for (unsigned i = 0; i < frameCount; ++i)
-                keys.emplace_back(KeyView(uid.data(), uid.size(), frames[i], false));
+                keys.emplace_back(KeyView({uid.data(), uid.size()}, frames[i], false));
         } else {
             beforeFiling(1);
-            keys.emplace_back(KeyView(uid.data(), uid.size(), 0, true));
+            keys.emplace_back(KeyView({uid.data(), uid.size()}, 0, true));
         }
     }
     return keys;
-}
-
-bool ImageItemIndex::sameKeys(const KeyList& left, const KeyList& right) {
-    if (left.size() != right.size()) return false;
-    for (std::size_t i = 0; i < left.size(); ++i)
-        if (!KeyEqual()(left[i], right[i])) return false;
-    return true;
 }
 
 void ImageItemIndex::file(SequenceItem* item, const ReferencedImageSequence& images, const BeforeFiling& beforeFiling) {
@@ -72,9 +65,10 @@ void ImageItemIndex::refile(const SequenceItem* item, const ReferencedImageSeque
     const auto filing = itsFilings.find(item);
     if (filing == itsFilings.end()) return;
     KeyList keys = keysOf(images, [](unsigned) {});
-    if (sameKeys(keys, filing->second.keys)) return;
+    const KeyList& before = filing->second.keys;
+    if (std::equal(keys.begin(), keys.end(), before.begin(), before.end(), KeyEqual())) return;
     grow(entries() + unsigned(keys.size()));
-    removeFrom(filing->second.keys, item);
+    removeFrom(before, item);
     auto* filed = const_cast<SequenceItem*>(item);  // the sequence that owns the item files it
     for (const StoredKey& key : keys) insertInOrder(key.view(), filed, filing->second.order);
     filing->second.keys = std::move(keys);
@@ -123,14 +117,14 @@ void ImageItemIndex::grow(unsigned count) {
 }
 
 const ImageItemIndex::ItemList* ImageItemIndex::lookup(const RWCString& uid, int frame) const {
-    if (const ItemList* items = itsEntries.find(KeyView(uid.data(), uid.size(), frame, false))) return items;
-    if (const ItemList* items = itsEntries.find(KeyView(uid.data(), uid.size(), 0, true))) return items;
-    return uid.empty() ? itsEntries.find(KeyView("", 0, 0, true)) : nullptr;
+    if (const ItemList* items = itsEntries.find(KeyView(uid, frame, false))) return items;
+    if (const ItemList* items = itsEntries.find(KeyView(uid, 0, true))) return items;
+    return uid.empty() ? itsEntries.find(KeyView({}, 0, true)) : nullptr;
 }
 
 const ImageItemIndex::ItemList* ImageItemIndex::lookup(const RWCString& uid) const {
-    if (const ItemList* items = itsEntries.find(KeyView(uid.data(), uid.size(), 0, true))) return items;
-    return uid.empty() ? nullptr : itsEntries.find(KeyView("", 0, 0, true));
+    if (const ItemList* items = itsEntries.find(KeyView(uid, 0, true))) return items;
+    return uid.empty() ? nullptr : itsEntries.find(KeyView({}, 0, true));
 }
 
 }  // namespace refcntr

@@ -5,7 +5,7 @@
 #pragma once
 
 #include <algorithm>
-#include <cstring>
+#include <string_view>
 #include <functional>
 #include <unordered_map>
 #include <vector>
@@ -74,25 +74,19 @@ private:
     // A key as it is looked for: the UID where it already is. An empty UID is the any-image
     // key, whatever the frame and flag.
     struct KeyView {
-        KeyView(const char* uid, std::size_t length, int frame, bool anyFrame)
-            : itsUID(uid),
-              itsLength(length),
-              itsFrame(frame),
-              itsAnyFrame(anyFrame) {}
+        KeyView(std::string_view uid, int frame, bool anyFrame) : itsUID(uid), itsFrame(frame), itsAnyFrame(anyFrame) {}
         explicit KeyView(const ImgFrmKey& key)
-            : KeyView(key.sopInstanceUID().data(), key.sopInstanceUID().size(), key.getFrameNumber(),
-                      key.isAnyFrameKey()) {}
-        const char* itsUID;
-        std::size_t itsLength;
+            : KeyView(key.sopInstanceUID(), key.getFrameNumber(), key.isAnyFrameKey()) {}
+        std::string_view itsUID;
         int itsFrame;
         bool itsAnyFrame;
     };
     // A key as an entry or a filing stores it: the UID in place or in an arena block.
     struct StoredKey {
         explicit StoredKey(const KeyView& key) : itsUID(), itsFrame(key.itsFrame), itsAnyFrame(key.itsAnyFrame) {
-            itsUID.Replace(key.itsUID, key.itsLength);
+            itsUID.Replace(key.itsUID.data(), key.itsUID.size());
         }
-        KeyView view() const { return KeyView(itsUID.data(), itsUID.size(), itsFrame, itsAnyFrame); }
+        KeyView view() const { return KeyView({itsUID.data(), itsUID.size()}, itsFrame, itsAnyFrame); }
         TextValue itsUID;
         int itsFrame;
         bool itsAnyFrame;
@@ -101,20 +95,17 @@ private:
     // apart from the frames of its image.
     struct KeyHash {
         unsigned operator()(const KeyView& key) const {
-            if (key.itsLength == 0) return 0;
+            if (key.itsUID.empty()) return 0;
             const unsigned frame = key.itsAnyFrame ? 0x9E3779B9u : unsigned(key.itsFrame) * 2654435761u;
-            return textHash(key.itsUID, key.itsLength) ^ frame;
+            return textHash(key.itsUID.data(), key.itsUID.size()) ^ frame;
         }
         unsigned operator()(const StoredKey& key) const { return (*this)(key.view()); }
     };
     struct KeyEqual {
         bool operator()(const StoredKey& stored, const KeyView& key) const {
             const KeyView held = stored.view();
-            if (held.itsLength != key.itsLength || std::memcmp(held.itsUID, key.itsUID, key.itsLength) != 0)
-                return false;
-            if (key.itsLength == 0) return true;
-            if (held.itsAnyFrame || key.itsAnyFrame) return held.itsAnyFrame == key.itsAnyFrame;
-            return held.itsFrame == key.itsFrame;
+            return ImgFrmKey::sameKey(held.itsUID, held.itsAnyFrame, held.itsFrame, key.itsUID, key.itsAnyFrame,
+                                      key.itsFrame);
         }
         bool operator()(const StoredKey& stored, const StoredKey& other) const { return (*this)(stored, other.view()); }
     };
@@ -130,7 +121,6 @@ private:
     ItemList& entryFor(const KeyView& key);
     // The keys `images` yields, in filing order; `beforeFiling` is told each group's size.
     static KeyList keysOf(const ReferencedImageSequence& images, const BeforeFiling& beforeFiling);
-    static bool sameKeys(const KeyList& left, const KeyList& right);
     void removeFrom(const KeyList& keys, const SequenceItem* item);
     // Inserts the item into the key's list after every item that precedes it in sequence order.
     void insertInOrder(const KeyView& key, SequenceItem* item, unsigned long long order);
@@ -138,8 +128,9 @@ private:
     // The entries sit in a hash table by image and frame that doubles its buckets as entries
     // come, so that filing and looking up an item cost the same in a sequence of ten thousand
     // items, or under a million frames, as in one of ten. The bucket count that buckets()
-    // reports follows the index's own sizing rule instead. (ImgFrmKey::hash puts nearly every key in one bucket; the listener index keeps
-    // it, but here it would make reading a large presentation state quadratic.)
+    // reports follows the index's own sizing rule instead. (ImgFrmKey::hash puts nearly every
+    // key in one bucket; the listener index keeps it, but here it would make reading a large
+    // presentation state quadratic.)
     HashTable<StoredKey, ItemList, KeyHash, KeyEqual> itsEntries;
     unsigned itsBucketCount;
     std::unordered_map<const SequenceItem*, Filing, std::hash<const SequenceItem*>, std::equal_to<const SequenceItem*>,

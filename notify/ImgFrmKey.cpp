@@ -21,11 +21,17 @@ ImgFrmKey::ImgFrmKey(const RWCString& uid, int frame)
       itsAnyFrame(false) {}
 
 bool ImgFrmKey::operator==(const ImgFrmKey& other) const {
-    if (!isSameImage(other)) return false;
-    if (itsSOPInstanceUID.empty()) return true;
-    if (itsAnyFrame) return other.itsAnyFrame;
-    if (other.itsAnyFrame) return false;
-    return itsFrameNumber == other.itsFrameNumber;
+    return sameKey(itsSOPInstanceUID, itsAnyFrame, itsFrameNumber, other.itsSOPInstanceUID, other.itsAnyFrame,
+                   other.itsFrameNumber);
+}
+
+bool ImgFrmKey::sameKey(std::string_view uid, bool anyFrame, int frame, std::string_view otherUID, bool otherAnyFrame,
+                        int otherFrame) {
+    if (uid != otherUID) return false;
+    if (uid.empty()) return true;
+    if (anyFrame) return otherAnyFrame;
+    if (otherAnyFrame) return false;
+    return frame == otherFrame;
 }
 
 bool ImgFrmKey::operator<(const ImgFrmKey& other) const {

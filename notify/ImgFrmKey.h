@@ -1,6 +1,8 @@
 // The key of an image and frame that a listener registers for.
 #pragma once
 
+#include <string_view>
+
 #include "refcntr/platform/Types.h"
 
 namespace refcntr {
@@ -28,6 +30,9 @@ public:
     bool isSameImage(const ImgFrmKey& other) const { return itsSOPInstanceUID == other.itsSOPInstanceUID; }
     bool isSameImageAndFrame(const ImgFrmKey& other) const { return *this == other; }
     bool operator==(const ImgFrmKey& other) const;
+    // The same comparison on the parts of two keys, for indexes that store keys their own way.
+    static bool sameKey(std::string_view uid, bool anyFrame, int frame, std::string_view otherUID, bool otherAnyFrame,
+                        int otherFrame);
     bool operator<(const ImgFrmKey& other) const;
 
     // The deliberate hash: 0 unless 7 * hash(uid) + anyFrame is 0, in which case the frame
