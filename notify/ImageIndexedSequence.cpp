@@ -24,7 +24,7 @@ ImageItemIndex::KeyList ImageItemIndex::keysOf(const ReferencedImageSequence& im
     KeyList keys;
     if (!images.isPresent() || images.length() == 0) {
         beforeFiling(1);
-        keys.emplace_back(KeyView({}, 0, true));
+        keys.emplace_back(KeyView("", 0, 0, true));
         return keys;
     }
     keys.reserve(images.length());
@@ -35,10 +35,10 @@ ImageItemIndex::KeyList ImageItemIndex::keysOf(const ReferencedImageSequence& im
         if (reference->isReferencedFrameNumberElementPresent() && frames && frameCount > 0) {
             beforeFiling(frameCount);
             for (unsigned i = 0; i < frameCount; ++i)
-                keys.emplace_back(KeyView({uid.data(), uid.size()}, frames[i], false));
+                keys.emplace_back(KeyView(uid.data(), uid.size(), frames[i], false));
         } else {
             beforeFiling(1);
-            keys.emplace_back(KeyView({uid.data(), uid.size()}, 0, true));
+            keys.emplace_back(KeyView(uid.data(), uid.size(), 0, true));
         }
     }
     return keys;
@@ -119,12 +119,12 @@ void ImageItemIndex::grow(unsigned count) {
 const ImageItemIndex::ItemList* ImageItemIndex::lookup(const RWCString& uid, int frame) const {
     if (const ItemList* items = itsEntries.find(KeyView(uid, frame, false))) return items;
     if (const ItemList* items = itsEntries.find(KeyView(uid, 0, true))) return items;
-    return uid.empty() ? itsEntries.find(KeyView({}, 0, true)) : nullptr;
+    return uid.empty() ? itsEntries.find(KeyView("", 0, 0, true)) : nullptr;
 }
 
 const ImageItemIndex::ItemList* ImageItemIndex::lookup(const RWCString& uid) const {
     if (const ItemList* items = itsEntries.find(KeyView(uid, 0, true))) return items;
-    return uid.empty() ? nullptr : itsEntries.find(KeyView({}, 0, true));
+    return uid.empty() ? nullptr : itsEntries.find(KeyView("", 0, 0, true));
 }
 
 }  // namespace refcntr

@@ -5,7 +5,6 @@
 #pragma once
 
 #include <algorithm>
-#include <string_view>
 #include <functional>
 #include <unordered_map>
 #include <vector>
@@ -74,19 +73,25 @@ private:
     // A key as it is looked for: the UID where it already is. An empty UID is the any-image
     // key, whatever the frame and flag.
     struct KeyView {
-        KeyView(std::string_view uid, int frame, bool anyFrame) : itsUID(uid), itsFrame(frame), itsAnyFrame(anyFrame) {}
+        KeyView(const char* uid, std::size_t length, int frame, bool anyFrame)
+            : itsUID(uid),
+              itsLength(length),
+              itsFrame(frame),
+              itsAnyFrame(anyFrame) {}
+        KeyView(const RWCString& uid, int frame, bool anyFrame) : KeyView(uid.data(), uid.size(), frame, anyFrame) {}
         explicit KeyView(const ImgFrmKey& key)
             : KeyView(key.sopInstanceUID(), key.getFrameNumber(), key.isAnyFrameKey()) {}
-        std::string_view itsUID;
+        const char* itsUID;
+        std::size_t itsLength;
         int itsFrame;
         bool itsAnyFrame;
     };
     // A key as an entry or a filing stores it: the UID in place or in an arena block.
     struct StoredKey {
         explicit StoredKey(const KeyView& key) : itsUID(), itsFrame(key.itsFrame), itsAnyFrame(key.itsAnyFrame) {
-            itsUID.Replace(key.itsUID.data(), key.itsUID.size());
+            itsUID.Replace(key.itsUID, key.itsLength);
         }
-        KeyView view() const { return KeyView({itsUID.data(), itsUID.size()}, itsFrame, itsAnyFrame); }
+        KeyView view() const { return KeyView(itsUID.data(), itsUID.size(), itsFrame, itsAnyFrame); }
         TextValue itsUID;
         int itsFrame;
         bool itsAnyFrame;
@@ -95,17 +100,17 @@ private:
     // apart from the frames of its image.
     struct KeyHash {
         unsigned operator()(const KeyView& key) const {
-            if (key.itsUID.empty()) return 0;
+            if (key.itsLength == 0) return 0;
             const unsigned frame = key.itsAnyFrame ? 0x9E3779B9u : unsigned(key.itsFrame) * 2654435761u;
-            return textHash(key.itsUID.data(), key.itsUID.size()) ^ frame;
+            return textHash(key.itsUID, key.itsLength) ^ frame;
         }
         unsigned operator()(const StoredKey& key) const { return (*this)(key.view()); }
     };
     struct KeyEqual {
         bool operator()(const StoredKey& stored, const KeyView& key) const {
             const KeyView held = stored.view();
-            return ImgFrmKey::sameKey(held.itsUID, held.itsAnyFrame, held.itsFrame, key.itsUID, key.itsAnyFrame,
-                                      key.itsFrame);
+            return ImgFrmKey::sameKey(held.itsUID, held.itsLength, held.itsAnyFrame, held.itsFrame, key.itsUID,
+                                      key.itsLength, key.itsAnyFrame, key.itsFrame);
         }
         bool operator()(const StoredKey& stored, const StoredKey& other) const { return (*this)(stored, other.view()); }
     };

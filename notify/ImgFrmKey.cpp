@@ -1,5 +1,7 @@
 #include "refcntr/notify/ImgFrmKey.h"
 
+#include <cstring>
+
 #include "refcntr/notify/HashTable.h"
 
 namespace refcntr {
@@ -21,14 +23,15 @@ ImgFrmKey::ImgFrmKey(const RWCString& uid, int frame)
       itsAnyFrame(false) {}
 
 bool ImgFrmKey::operator==(const ImgFrmKey& other) const {
-    return sameKey(itsSOPInstanceUID, itsAnyFrame, itsFrameNumber, other.itsSOPInstanceUID, other.itsAnyFrame,
+    return sameKey(itsSOPInstanceUID.data(), itsSOPInstanceUID.size(), itsAnyFrame, itsFrameNumber,
+                   other.itsSOPInstanceUID.data(), other.itsSOPInstanceUID.size(), other.itsAnyFrame,
                    other.itsFrameNumber);
 }
 
-bool ImgFrmKey::sameKey(std::string_view uid, bool anyFrame, int frame, std::string_view otherUID, bool otherAnyFrame,
-                        int otherFrame) {
-    if (uid != otherUID) return false;
-    if (uid.empty()) return true;
+bool ImgFrmKey::sameKey(const char* uid, std::size_t length, bool anyFrame, int frame, const char* otherUID,
+                        std::size_t otherLength, bool otherAnyFrame, int otherFrame) {
+    if (length != otherLength || (length != 0 && std::memcmp(uid, otherUID, length) != 0)) return false;
+    if (length == 0) return true;
     if (anyFrame) return otherAnyFrame;
     if (otherAnyFrame) return false;
     return frame == otherFrame;

@@ -1,7 +1,7 @@
 // The key of an image and frame that a listener registers for.
 #pragma once
 
-#include <string_view>
+#include <cstddef>
 
 #include "refcntr/platform/Types.h"
 
@@ -31,8 +31,9 @@ public:
     bool isSameImageAndFrame(const ImgFrmKey& other) const { return *this == other; }
     bool operator==(const ImgFrmKey& other) const;
     // The same comparison on the parts of two keys, for indexes that store keys their own way.
-    static bool sameKey(std::string_view uid, bool anyFrame, int frame, std::string_view otherUID, bool otherAnyFrame,
-                        int otherFrame);
+    // (Pointer and length: the installed headers stay valid C++14.)
+    static bool sameKey(const char* uid, std::size_t length, bool anyFrame, int frame, const char* otherUID,
+                        std::size_t otherLength, bool otherAnyFrame, int otherFrame);
     bool operator<(const ImgFrmKey& other) const;
 
     // The deliberate hash: 0 unless 7 * hash(uid) + anyFrame is 0, in which case the frame
