@@ -83,27 +83,34 @@ ReferencedImageSequence::ReferencedImageSequence(const ReferencedImageSequence& 
 ReferencedImageSequence& ReferencedImageSequence::operator=(const ReferencedImageSequence& other) {
     if (this == &other) return *this;
     Sequence::operator=(other);
-    itsImageFrameIndex = other.itsImageFrameIndex;
+    itsImageFrameIndex = other.indexed();
+    itsIndexedLength = length();
     return *this;
 }
 
 ReferencedImageSequence::~ReferencedImageSequence() = default;
 
+const ReferencedImageSequence::ImageFrameIndex& ReferencedImageSequence::indexed() const {
+    for (; itsIndexedLength < length(); ++itsIndexedLength) itsImageFrameIndex.insert(*items()[itsIndexedLength]);
+    return itsImageFrameIndex;
+}
+
 void ReferencedImageSequence::addItem(ReferencedImageSequenceItem* item) {
-    if (!item) return;
-    itsImageFrameIndex.insert(*item);
-    Sequence::addItem(item);
+    if (item) Sequence::addItem(item);
 }
 
 void ReferencedImageSequence::removeItem(ReferencedImageSequenceItem* item) {
     if (!item || std::find(items().begin(), items().end(), item) == items().end()) return;
+    indexed();
     itsImageFrameIndex.remove(*item);
+    --itsIndexedLength;
     Sequence::removeItem(item);
 }
 
 void ReferencedImageSequence::clearAndDestroy() {
     itsImageFrameIndex.clear();
     itsImageFrameIndex.resize(bucketsAfterClear);
+    itsIndexedLength = 0;
     Sequence::clearAndDestroy();
 }
 
@@ -114,12 +121,13 @@ void ReferencedImageSequence::sequenceItemUpdated(const RWCString& path, const S
     static const RWCString framesChanged = "ReferencedImageSequenceItem.ReferencedFrameNumberElement";
     if (elementPath == imageChanged || elementPath == framesChanged) {
         itsImageFrameIndex.clear();
-        for (const ReferencedImageSequenceItem* held : items()) itsImageFrameIndex.insert(*held);
+        itsIndexedLength = 0;
     }
     Sequence::sequenceItemUpdated(path, sequence, item, elementPath, images);
 }
 
 void ReferencedImageSequence::resize(unsigned n) {
+    indexed();
     Sequence::resize(n);
     const unsigned buckets = bucketsFor(n);
     if (buckets != itsImageFrameIndex.buckets()) itsImageFrameIndex.resize(buckets);
@@ -127,8 +135,8 @@ void ReferencedImageSequence::resize(unsigned n) {
 
 int ReferencedImageSequence::references(const ImgFrmKey& key) const {
     if (key.isAnyImageKey()) return 1;
-    if (key.isAnyFrameKey()) return itsImageFrameIndex.contains(key.sopInstanceUID());
-    return itsImageFrameIndex.contains(key.sopInstanceUID(), key.getFrameNumber());
+    if (key.isAnyFrameKey()) return indexed().contains(key.sopInstanceUID());
+    return indexed().contains(key.sopInstanceUID(), key.getFrameNumber());
 }
 
 RWCString ReferencedImageSequence::toString(int indent) const { return dumpItems(indent); }

@@ -79,7 +79,8 @@ public:
     ReferencedImageSequence& operator=(const ReferencedImageSequence& other);
     ~ReferencedImageSequence() override;
 
-    // Index, then sequence. A null item is ignored.
+    // Appends the item; the index takes it at the next question put to the index. A null item
+    // is ignored.
     void addItem(ReferencedImageSequenceItem* item) override;
     // Index, then sequence; an item that this sequence does not hold changes nothing.
     void removeItem(ReferencedImageSequenceItem* item) override;
@@ -99,7 +100,7 @@ public:
 
     RWCString toString(int indent) const override;
 
-    const ImageFrameIndex& getImageFrameIndex() const { return itsImageFrameIndex; }
+    const ImageFrameIndex& getImageFrameIndex() const { return indexed(); }
 
     // The SOP instance UID an item holds, as stored: the indexes key by it without a copy.
     static const TextValue& imageUIDOf(const ReferencedImageSequenceItem& item) {
@@ -107,7 +108,14 @@ public:
     }
 
 private:
-    ImageFrameIndex itsImageFrameIndex;
+    // The index with every item in it. Items are indexed when the index is first asked about
+    // them, in the order they were added: most sequences are read, saved and deleted without
+    // a question, and then cost no index. Every other change indexes the pending items first,
+    // so the index ends as it would had each item been indexed when it came.
+    const ImageFrameIndex& indexed() const;
+
+    mutable ImageFrameIndex itsImageFrameIndex;
+    mutable unsigned itsIndexedLength = 0;  // the leading items that the index holds
 };
 
 }  // namespace refcntr

@@ -84,6 +84,7 @@ TEST(ReferencedImageSequence, CopiesOwnTheirItemsAndIndex) {
     source->addItem(imageReference("U", {1}));
     source->addItem(imageReference("V"));
     source->resize(8);
+    source->addItem(imageReference("X"));  // not asked about before the copies are made
     ReferencedImageSequence copy(*source);
     ReferencedImageSequence assigned;
     assigned.addItem(imageReference("W"));
@@ -93,6 +94,7 @@ TEST(ReferencedImageSequence, CopiesOwnTheirItemsAndIndex) {
 
     EXPECT_EQ(copy.getImageFrameIndex().buckets(), 10u);
     EXPECT_EQ(assigned.getImageFrameIndex().buckets(), 10u);
+    EXPECT_EQ(assigned.getImageFrameIndex().entries(), 3u);
     EXPECT_NE(copy.at(0), source->at(0));
     EXPECT_NE(assigned.at(0), source->at(0));
     EXPECT_EQ(copy.at(0)->getPSChangeHandler(), &copy);
@@ -100,9 +102,10 @@ TEST(ReferencedImageSequence, CopiesOwnTheirItemsAndIndex) {
     source->removeItem(source->at(0));
     source.reset();
     for (const ReferencedImageSequence* images : {&copy, &assigned}) {
-        EXPECT_EQ(images->length(), 2u);
+        EXPECT_EQ(images->length(), 3u);
         EXPECT_TRUE(covers(*images, {"U", 1}));
         EXPECT_TRUE(covers(*images, RWCString("V")));
+        EXPECT_TRUE(covers(*images, RWCString("X")));
     }
 }
 
