@@ -102,7 +102,7 @@ void Sequence<T>::removeItem(T* item) {
 // after, so that whoever hears of it sees the sequence as it is now.
 template <class T>
 void Sequence<T>::clearAndDestroy() {
-    std::vector<T*> removed;
+    RWTPtrOrderedVector<T> removed;
     removed.swap(itsItems);
     if (PSChangeHandler* parent = getPSChangeHandler()) parent->sequenceAllItemsRemoved(RWCString(), this, nullptr);
     for (T* item : removed) delete item;

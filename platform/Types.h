@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "refcntr/platform/Arena.h"
+
 namespace refcntr {
 
 using UINT8 = std::uint8_t;
@@ -20,10 +22,12 @@ using DOUBLE = double;
 using RWCString = std::string;
 
 // Ordered vector of values, ordered vector of (non-owned) pointers, singly linked list of pointers.
+// The pointer vectors hold the items of sequences, tens of thousands of them in a big state, and
+// take their memory from the arena that is open while those are read or written.
 template <class T>
 using RWTValOrderedVector = std::vector<T>;
 template <class T>
-using RWTPtrOrderedVector = std::vector<T*>;
+using RWTPtrOrderedVector = std::vector<T*, ArenaAllocator<T*>>;
 template <class T>
 using RWTPtrSlist = std::list<T*>;
 
