@@ -11,6 +11,9 @@ namespace refcntr {
 
 namespace {
 
+// An element keeps a value of up to 16 bytes in place.
+constexpr std::size_t inlineLength = 16;
+
 bool isPlainVR(UINT16 vrCode) {
     const ValueType type = MDDEntry::UShortToValueType(vrCode);
     return type != ValueType::Unknown && type != ValueType::Ambiguous;
@@ -31,7 +34,13 @@ VRType* MVRFactory<VRType>::Build(UINT16 group, UINT16 element, UINT16 vrCode, c
         return nullptr;
     }
     auto* built = new VRType(group, element, vrCode, itsEndian, itsAllocater);
-    if (pad != nullptr && length % 2 != 0) {
+    if (pad != nullptr && length % 2 != 0 && length < inlineLength) {
+        // A short value and its pad byte go in place, without a buffer of their own.
+        unsigned char padded[inlineLength];
+        std::memcpy(padded, bytes, length);
+        padded[length] = static_cast<unsigned char>(*pad);
+        built->SetData(padded, UINT32(length + 1));
+    } else if (pad != nullptr && length % 2 != 0) {
         // The value and its pad byte go straight into the element's own buffer.
         MemoryAllocater* allocater = itsAllocater ? itsAllocater : VR::itsDefaultMemoryAllocater;
         auto* padded = static_cast<unsigned char*>(allocater->Allocate(length + 1));
