@@ -60,14 +60,14 @@ bool readRawArray(const DICOMDataObject& data, const VR* element, OwnedArray<T, 
     if (!element || MDDEntry::IsStringType(element->GetVRCode()) || element->IsEncapsulated()) return false;
     const UINT32 length = element->GetLength();
     const unsigned count = Unit == CountUnit::Values ? unsigned(length / sizeof(T)) : unsigned(length);
-    T* buffer = count ? new T[count]() : nullptr;
+    T* buffer = OwnedArray<T, Unit>::newBlock(count);
     const UINT32 bytes = Unit == CountUnit::Values ? UINT32(count * sizeof(T)) : length;
     const unsigned width = std::max<unsigned>(sizeof(T), MDDEntry::ValueWidth(element->GetVRCode()));
     if (!copyRawValues(data, *element, buffer, bytes, width)) {
-        delete[] buffer;
+        releaseBlock(buffer);
         return false;
     }
-    values.adopt(buffer, count);
+    values.adoptBlock(buffer, count);
     return true;
 }
 

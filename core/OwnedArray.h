@@ -1,9 +1,11 @@
-// A heap array of numbers owned by its container, with its count.
+// An array of numbers owned by its container, with its count.
 #pragma once
 
 #include <cstring>
 #include <stdexcept>
 #include <string>
+
+#include "refcntr/platform/Arena.h"
 
 namespace refcntr {
 
@@ -46,7 +48,23 @@ public:
         release();
         itsValues = values;
         itsCount = count;
+        itsInBlock = false;
         return true;
+    }
+    // Room for `count` zeroed values from the open arena (or the heap), to be filled and then
+    // given to adoptBlock, or released with releaseBlock.
+    static T* newBlock(unsigned count) {
+        if (count == 0) return nullptr;
+        T* block = static_cast<T*>(allocateBlock(std::size_t(count) * sizeof(T)));
+        std::memset(block, 0, std::size_t(count) * sizeof(T));
+        return block;
+    }
+    // Takes ownership of an array from newBlock.
+    void adoptBlock(T* values, unsigned count) {
+        release();
+        itsValues = values;
+        itsCount = values ? count : 0;
+        itsInBlock = true;
     }
     // Changes one value of the array held; returns false when there is none or the index is
     // not below the count (the array never grows).
@@ -56,32 +74,32 @@ public:
         return true;
     }
     // Copies `count` values into a new array.
-    void assignCopy(const T* values, unsigned count) {
-        T* copy = duplicate(values, count);
-        release();
-        itsValues = copy;
-        itsCount = copy ? count : 0;
-    }
+    void assignCopy(const T* values, unsigned count) { adoptBlock(duplicate(values, count), count); }
 
 private:
     static T* duplicate(const T* values, unsigned count) {
         if (!values || count == 0) return nullptr;
-        T* copy = new T[count];
+        T* copy = static_cast<T*>(allocateBlock(std::size_t(count) * sizeof(T)));
         std::memcpy(copy, values, count * sizeof(T));
         return copy;
     }
     void copyFrom(const OwnedArray& other) {
         itsValues = duplicate(other.itsValues, other.itsCount);
-        itsCount = other.itsCount;
+        itsCount = itsValues ? other.itsCount : 0;
+        itsInBlock = true;
     }
     void release() {
-        delete[] itsValues;
+        if (itsInBlock)
+            releaseBlock(itsValues);
+        else
+            delete[] itsValues;
         itsValues = nullptr;
         itsCount = 0;
     }
 
     T* itsValues = nullptr;
     unsigned itsCount = 0;
+    bool itsInBlock = false;  // from newBlock or a copy, else from the user's new[]
 };
 
 }  // namespace refcntr
