@@ -11,9 +11,6 @@ namespace refcntr {
 
 namespace {
 
-// An element keeps a value of up to 16 bytes in place.
-constexpr std::size_t inlineLength = 16;
-
 bool isPlainVR(UINT16 vrCode) {
     const ValueType type = MDDEntry::UShortToValueType(vrCode);
     return type != ValueType::Unknown && type != ValueType::Ambiguous;
@@ -33,22 +30,14 @@ VRType* MVRFactory<VRType>::Build(UINT16 group, UINT16 element, UINT16 vrCode, c
     if ((bytes == nullptr && length != 0) || length >= 0xFFFFFFFFu) {
         return nullptr;
     }
-    auto* built = new VRType(group, element, vrCode, itsEndian, itsAllocater);
-    if (pad != nullptr && length % 2 != 0 && length < inlineLength) {
-        // A short value and its pad byte go in place, without a buffer of their own.
-        unsigned char padded[inlineLength];
-        std::memcpy(padded, bytes, length);
-        padded[length] = static_cast<unsigned char>(*pad);
-        built->SetData(padded, UINT32(length + 1));
-    } else if (pad != nullptr && length % 2 != 0) {
-        // The value and its pad byte go straight into the element's own buffer.
-        MemoryAllocater* allocater = itsAllocater ? itsAllocater : VR::itsDefaultMemoryAllocater;
-        auto* padded = static_cast<unsigned char*>(allocater->Allocate(length + 1));
-        std::memcpy(padded, bytes, length);
-        padded[length] = static_cast<unsigned char>(*pad);
-        built->AdoptData(padded, UINT32(length + 1));
-    } else if (length != 0) {
-        built->SetData(bytes, UINT32(length));
+    // The value, with its pad byte when it is odd, goes straight into the element's own block.
+    const bool padded = pad != nullptr && length % 2 != 0;
+    const auto stored = UINT32(length + (padded ? 1 : 0));
+    VRType* built = VRType::WithRoom(group, element, vrCode, itsEndian, itsAllocater, stored);
+    if (stored != 0) {
+        unsigned char* value = built->ResizeData(stored);
+        std::memcpy(value, bytes, length);
+        if (padded) value[length] = static_cast<unsigned char>(*pad);
     }
     if (fromNative && itsEndian != VR::itsNativeEndian) {
         built->SwapDataEndian();

@@ -1,6 +1,7 @@
 #include "refcntr/platform/VR.h"
 
 #include <cstring>
+#include <new>
 
 #include "refcntr/platform/ByteOrder.h"
 #include "refcntr/platform/MDDEntry.h"
@@ -39,8 +40,20 @@ VR::VR(const VR& other)
 
 VR::~VR() { ReleaseData(); }
 
+VR* VR::WithRoom(UINT16 group, UINT16 element, UINT16 vrCode, EndianType endian, MemoryAllocater* allocater,
+                 UINT32 room) {
+    if (allocater == nullptr) allocater = itsDefaultMemoryAllocater;
+    if (room <= itsInlineCapacity || allocater != itsDefaultMemoryAllocater)
+        return new VR(group, element, vrCode, endian, allocater);
+    // One block for the element and its value; operator delete gives back the whole block.
+    void* block = allocateBlock(sizeof(VR) + room);
+    VR* made = ::new (block) VR(group, element, vrCode, endian, allocater);
+    made->itsPlaceCapacity = room;
+    return made;
+}
+
 void VR::ReleaseData() {
-    if (!HoldsInline()) itsAllocater->Release(itsData);
+    if (!HoldsInPlace()) itsAllocater->Release(itsData);
     itsData = nullptr;
     itsLength = 0;
 }
@@ -56,19 +69,30 @@ void VR::SetData(const void* bytes, UINT32 length) {
         ReleaseData();
         return;
     }
-    if (length <= itsInlineCapacity) {
-        std::memmove(itsInline, bytes, length);  // `bytes` may point into the current value
-        if (!HoldsInline()) itsAllocater->Release(itsData);
-        itsData = itsInline;
+    if (length <= itsPlaceCapacity) {
+        std::memmove(Place(), bytes, length);  // `bytes` may point into the current value
+        if (!HoldsInPlace()) itsAllocater->Release(itsData);
+        itsData = Place();
         itsLength = length;
         return;
     }
     auto* copy = static_cast<unsigned char*>(itsAllocater->Allocate(length));
     std::memcpy(copy, bytes, length);
     // The old buffer goes only after the copy, so `bytes` may point into it.
-    if (!HoldsInline()) itsAllocater->Release(itsData);
+    if (!HoldsInPlace()) itsAllocater->Release(itsData);
     itsData = copy;
     itsLength = length;
+}
+
+unsigned char* VR::ResizeData(UINT32 length) {
+    // The old value goes first: the new one is not copied from it.
+    unsigned char* place = Place();
+    if (itsData != place && itsData != nullptr) itsAllocater->Release(itsData);
+    itsData = length == 0                  ? nullptr
+              : length <= itsPlaceCapacity ? place
+                                           : static_cast<unsigned char*>(itsAllocater->Allocate(length));
+    itsLength = itsData != nullptr ? length : 0;
+    return itsData;
 }
 
 void VR::AdoptData(unsigned char* bytes, UINT32 length) {
@@ -76,7 +100,7 @@ void VR::AdoptData(unsigned char* bytes, UINT32 length) {
         itsLength = bytes != nullptr ? length : 0;
         return;
     }
-    if (!HoldsInline()) itsAllocater->Release(itsData);
+    if (!HoldsInPlace()) itsAllocater->Release(itsData);
     if (length == 0) {
         itsAllocater->Release(bytes);
         bytes = nullptr;

@@ -26,6 +26,12 @@ public:
     VR& operator=(const VR&) = delete;
     virtual ~VR();
 
+    // A new element with room for a value of `room` bytes in its own block, so that a value
+    // set later needs no buffer of its own (with the default allocator; another allocator
+    // keeps its say over every value buffer).
+    static VR* WithRoom(UINT16 group, UINT16 element, UINT16 vrCode, EndianType endian, MemoryAllocater* allocater,
+                        UINT32 room);
+
     // A deep copy (items of a sequence included), owned by the caller.
     virtual VR* Clone() const;
     // This element as a sequence element, or null when it is not one.
@@ -49,6 +55,8 @@ public:
     void SetData(const void* bytes, UINT32 length);
     // Takes over a buffer obtained from this element's allocator.
     void AdoptData(unsigned char* bytes, UINT32 length);
+    // Makes the value `length` bytes long, its content unset, and returns it to be filled.
+    unsigned char* ResizeData(UINT32 length);
 
     // Encapsulated (compressed) pixel data: the value is the pixel sequence's items as stored,
     // each an item tag and a 32-bit length in little-endian order and its fragment, the basic
@@ -66,7 +74,11 @@ private:
     // element, which saves an allocation for most elements of a presentation state.
     static constexpr UINT32 itsInlineCapacity = 16;
 
-    bool HoldsInline() const { return itsData == itsInline; }
+    // Where the element keeps a value in place: inline, or in the room after it.
+    unsigned char* Place() {
+        return itsPlaceCapacity > itsInlineCapacity ? reinterpret_cast<unsigned char*>(this + 1) : itsInline;
+    }
+    bool HoldsInPlace() const { return itsData == const_cast<VR*>(this)->Place(); }
     void ReleaseData();
 
     // The small fields first and the byte order in one byte: an element is 56 bytes, not 64.
@@ -78,6 +90,7 @@ private:
     unsigned char* itsData = nullptr;
     UINT32 itsLength = 0;
     unsigned char itsInline[itsInlineCapacity];
+    UINT32 itsPlaceCapacity = itsInlineCapacity;
 };
 
 }  // namespace refcntr
