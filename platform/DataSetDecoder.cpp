@@ -111,7 +111,7 @@ private:
         if (length == undefinedLength || length % 2 != 0 || length > itsSize - itsPosition) return false;
         const unsigned char* value = itsBytes + itsPosition;
         itsPosition += length;
-        auto element = std::make_unique<VR>(group, number, vrCode, target.GetEndian());
+        std::unique_ptr<VR> element(VR::WithRoom(group, number, vrCode, target.GetEndian(), nullptr, length));
         if (type == ValueType::Text) return Text(target, std::move(element), value, length);
         if (length % MDDEntry::ValueWidth(vrCode) != 0) return false;
         element->SetData(value, length);
@@ -132,10 +132,9 @@ private:
         while (length > 0 && value[length - 1] == pad) --length;
         if (length > 0) {
             const UINT32 padded = length + (length & 1);
-            auto* buffer = static_cast<unsigned char*>(VR::itsDefaultMemoryAllocater->Allocate(padded));
-            std::memcpy(buffer, value, length);
-            if (padded != length) buffer[length] = pad;
-            element->AdoptData(buffer, padded);
+            unsigned char* stored = element->ResizeData(padded);
+            std::memcpy(stored, value, length);
+            if (padded != length) stored[length] = pad;
         }
         target.ReplaceVR(element.release());
         return true;
