@@ -77,27 +77,59 @@ public:
     unsigned buckets() const { return itsBucketCount; }
     unsigned entries() const { return itsEntries; }
 
+    // An entry. Entries and bucket arrays are arena blocks: an index is built while its object
+    // is read. An entry keeps its key's hash, so that a resize does not hash every key again.
+    struct Entry : ArenaAllocated {
+        Entry(Key&& entryKey, unsigned keyHash, Entry* nextEntry)
+            : key(std::move(entryKey)),
+              value(),
+              next(nextEntry),
+              hash(keyHash) {}
+        Key key;
+        Value value;
+        Entry* next;
+        unsigned hash;
+    };
+
     // The value of an entry equal to `key`, or null.
     template <class Lookup>
     Value* find(const Lookup& key) {
-        Node* node = findNode(key);
+        Entry* node = findEntryOf(key);
         return node ? &node->value : nullptr;
     }
     template <class Lookup>
     const Value* find(const Lookup& key) const {
-        const Node* node = findNode(key);
+        const Entry* node = findEntryOf(key);
         return node ? &node->value : nullptr;
     }
 
     // Adds an entry with a value-initialised value, also when an equal key is already there.
     template <class Lookup>
     Value& insert(const Lookup& key) {
+        return insertEntry(key).value;
+    }
+    // The same, returning the entry: it stays where it is until it is erased.
+    template <class Lookup>
+    Entry& insertEntry(const Lookup& key) {
         if (!itsBuckets) itsBuckets = newBuckets(itsBucketCount);
         const unsigned hash = Hash()(key);
-        Node*& head = itsBuckets[hash % itsBucketCount];
-        head = new Node(Key(key), hash, head);
+        Entry*& head = itsBuckets[hash % itsBucketCount];
+        head = new Entry(Key(key), hash, head);
         ++itsEntries;
-        return head->value;
+        return *head;
+    }
+    // An entry equal to `key`, or null.
+    template <class Lookup>
+    Entry* findEntry(const Lookup& key) {
+        return findEntryOf(key);
+    }
+    // Removes an entry of this table.
+    void eraseEntry(Entry* entry) {
+        for (Entry** link = &itsBuckets[entry->hash % itsBucketCount]; *link; link = &(*link)->next) {
+            if (*link != entry) continue;
+            unlink(link);
+            return;
+        }
     }
 
     // Removes one entry equal to `key`; returns whether there was one.
@@ -105,7 +137,7 @@ public:
     bool erase(const Lookup& key) {
         if (!itsBuckets) return false;
         const unsigned hash = Hash()(key);
-        for (Node** link = &itsBuckets[hash % itsBucketCount]; *link; link = &(*link)->next) {
+        for (Entry** link = &itsBuckets[hash % itsBucketCount]; *link; link = &(*link)->next) {
             if ((*link)->hash != hash || !Equal()((*link)->key, key)) continue;
             unlink(link);
             return true;
@@ -118,7 +150,7 @@ public:
     void eraseIf(Predicate shouldErase) {
         if (!itsBuckets) return;
         for (unsigned bucket = 0; bucket < itsBucketCount; ++bucket) {
-            for (Node** link = &itsBuckets[bucket]; *link;) {
+            for (Entry** link = &itsBuckets[bucket]; *link;) {
                 if (shouldErase((*link)->key, (*link)->value))
                     unlink(link);
                 else
@@ -132,15 +164,15 @@ public:
     void forEach(Visit visit) const {
         if (!itsBuckets) return;
         for (unsigned bucket = 0; bucket < itsBucketCount; ++bucket)
-            for (const Node* node = itsBuckets[bucket]; node; node = node->next) visit(node->key, node->value);
+            for (const Entry* node = itsBuckets[bucket]; node; node = node->next) visit(node->key, node->value);
     }
 
     // Removes every entry; the bucket count stays.
     void clear() {
         if (!itsBuckets) return;
         for (unsigned bucket = 0; bucket < itsBucketCount; ++bucket) {
-            for (Node* node = itsBuckets[bucket]; node;) {
-                Node* next = node->next;
+            for (Entry* node = itsBuckets[bucket]; node;) {
+                Entry* next = node->next;
                 delete node;
                 node = next;
             }
@@ -158,9 +190,9 @@ public:
             itsBuckets = newBuckets(buckets);
             itsBucketCount = buckets;
             for (unsigned bucket = 0; bucket < oldCount; ++bucket) {
-                for (Node* node = old[bucket]; node;) {
-                    Node* next = node->next;
-                    Node*& head = itsBuckets[node->hash % buckets];
+                for (Entry* node = old[bucket]; node;) {
+                    Entry* next = node->next;
+                    Entry*& head = itsBuckets[node->hash % buckets];
                     node->next = head;
                     head = node;
                     node = next;
@@ -171,44 +203,30 @@ public:
     }
 
 private:
-    // Nodes and bucket arrays are arena blocks: an index is built while its object is read.
-    // A node keeps its key's hash, so that a resize does not hash every key again.
-    struct Node : ArenaAllocated {
-        Node(Key&& nodeKey, unsigned keyHash, Node* nextNode)
-            : key(std::move(nodeKey)),
-              value(),
-              next(nextNode),
-              hash(keyHash) {}
-        Key key;
-        Value value;
-        Node* next;
-        unsigned hash;
-    };
-
     // Keys that Equal takes as equal must hash alike.
     template <class Lookup>
-    Node* findNode(const Lookup& key) const {
+    Entry* findEntryOf(const Lookup& key) const {
         if (!itsBuckets) return nullptr;
         const unsigned hash = Hash()(key);
-        for (Node* node = itsBuckets[hash % itsBucketCount]; node; node = node->next)
+        for (Entry* node = itsBuckets[hash % itsBucketCount]; node; node = node->next)
             if (node->hash == hash && Equal()(node->key, key)) return node;
         return nullptr;
     }
 
-    void unlink(Node** link) {
-        Node* node = *link;
+    void unlink(Entry** link) {
+        Entry* node = *link;
         *link = node->next;
         delete node;
         --itsEntries;
     }
 
     struct ReleaseBuckets {
-        void operator()(Node** buckets) const noexcept { releaseBlock(buckets); }
+        void operator()(Entry** buckets) const noexcept { releaseBlock(buckets); }
     };
-    using Buckets = std::unique_ptr<Node*[], ReleaseBuckets>;
+    using Buckets = std::unique_ptr<Entry*[], ReleaseBuckets>;
 
     static Buckets newBuckets(unsigned count) {
-        auto** buckets = static_cast<Node**>(allocateBlock(count * sizeof(Node*)));
+        auto** buckets = static_cast<Entry**>(allocateBlock(count * sizeof(Entry*)));
         std::fill_n(buckets, count, nullptr);
         return Buckets(buckets);
     }

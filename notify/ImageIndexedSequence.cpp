@@ -12,19 +12,19 @@ ImageItemIndex::ImageItemIndex(unsigned buckets) : itsEntries(buckets), itsBucke
 
 ImageItemIndex::~ImageItemIndex() = default;
 
-ImageItemIndex::ItemList& ImageItemIndex::entryFor(const KeyView& key) {
-    if (ItemList* items = itsEntries.find(key)) return *items;
+ImageItemIndex::Entry& ImageItemIndex::entryFor(const KeyView& key) {
+    if (Entry* entry = itsEntries.findEntry(key)) return *entry;
     // The table keeps at most one entry per bucket on average, whatever buckets() reports.
     if (itsEntries.entries() >= itsEntries.buckets()) itsEntries.resize(2 * itsEntries.buckets());
-    return itsEntries.insert(key);
+    return itsEntries.insertEntry(key);
 }
 
-ImageItemIndex::KeyList ImageItemIndex::keysOf(const ReferencedImageSequence& images,
-                                               const BeforeFiling& beforeFiling) {
-    KeyList keys;
+ImageItemIndex::KeyViews ImageItemIndex::keysOf(const ReferencedImageSequence& images,
+                                                const BeforeFiling& beforeFiling) {
+    KeyViews keys;
     if (!images.isPresent() || images.length() == 0) {
         beforeFiling(1);
-        keys.emplace_back(KeyView("", 0, 0, true));
+        keys.emplace_back("", 0, 0, true);
         return keys;
     }
     keys.reserve(images.length());
@@ -34,22 +34,24 @@ ImageItemIndex::KeyList ImageItemIndex::keysOf(const ReferencedImageSequence& im
         const unsigned frameCount = reference->getReferencedFrameNumberElementLength();
         if (reference->isReferencedFrameNumberElementPresent() && frames && frameCount > 0) {
             beforeFiling(frameCount);
-            for (unsigned i = 0; i < frameCount; ++i)
-                keys.emplace_back(KeyView(uid.data(), uid.size(), frames[i], false));
+            for (unsigned i = 0; i < frameCount; ++i) keys.emplace_back(uid.data(), uid.size(), frames[i], false);
         } else {
             beforeFiling(1);
-            keys.emplace_back(KeyView(uid.data(), uid.size(), 0, true));
+            keys.emplace_back(uid.data(), uid.size(), 0, true);
         }
     }
     return keys;
 }
 
 void ImageItemIndex::file(SequenceItem* item, const ReferencedImageSequence& images, const BeforeFiling& beforeFiling) {
-    Filing filing{itsNextOrder++, keysOf(images, beforeFiling)};
-    for (const StoredKey& key : filing.keys) {
-        ItemList& items = entryFor(key.view());
-        if (key.itsUID.empty() && items.empty()) items.reserve(anyImageListCapacity);
-        items.push_back(item);
+    const KeyViews keys = keysOf(images, beforeFiling);
+    Filing filing{itsNextOrder++, {}};
+    filing.entries.reserve(keys.size());
+    for (const KeyView& key : keys) {
+        Entry& entry = entryFor(key);
+        if (key.itsLength == 0 && entry.value.empty()) entry.value.reserve(anyImageListCapacity);
+        entry.value.push_back(item);
+        filing.entries.push_back(&entry);
     }
     itsFilings[item] = std::move(filing);
 }
@@ -57,21 +59,22 @@ void ImageItemIndex::file(SequenceItem* item, const ReferencedImageSequence& ima
 void ImageItemIndex::unfile(const SequenceItem* item) {
     const auto filing = itsFilings.find(item);
     if (filing == itsFilings.end()) return;
-    removeFrom(filing->second.keys, item);
+    removeFrom(filing->second, item);
     itsFilings.erase(filing);
 }
 
 void ImageItemIndex::refile(const SequenceItem* item, const ReferencedImageSequence& images) {
     const auto filing = itsFilings.find(item);
     if (filing == itsFilings.end()) return;
-    KeyList keys = keysOf(images, [](unsigned) {});
-    const KeyList& before = filing->second.keys;
-    if (std::equal(keys.begin(), keys.end(), before.begin(), before.end(), KeyEqual())) return;
+    const KeyViews keys = keysOf(images, [](unsigned) {});
+    auto& filedIn = filing->second.entries;
+    const auto filedUnder = [](const KeyView& key, const Entry* entry) { return KeyEqual()(entry->key, key); };
+    if (std::equal(keys.begin(), keys.end(), filedIn.begin(), filedIn.end(), filedUnder)) return;
     grow(entries() + unsigned(keys.size()));
-    removeFrom(before, item);
+    removeFrom(filing->second, item);
+    filedIn.clear();
     auto* filed = const_cast<SequenceItem*>(item);  // the sequence that owns the item files it
-    for (const StoredKey& key : keys) insertInOrder(key.view(), filed, filing->second.order);
-    filing->second.keys = std::move(keys);
+    for (const KeyView& key : keys) filedIn.push_back(&insertInOrder(key, filed, filing->second.order));
 }
 
 bool ImageItemIndex::mayChangeReferences(const RWCString& sequenceName, const RWCString& elementPath) {
@@ -88,21 +91,22 @@ bool ImageItemIndex::mayChangeReferences(const RWCString& sequenceName, const RW
     return rest == elementPath.size() || elementPath.compare(rest, referenceChange.size(), referenceChange) == 0;
 }
 
-void ImageItemIndex::removeFrom(const KeyList& keys, const SequenceItem* item) {
-    for (const StoredKey& key : keys) {
-        ItemList* items = itsEntries.find(key.view());
-        if (items == nullptr) continue;
-        items->erase(std::remove(items->begin(), items->end(), item), items->end());
-        if (items->empty()) itsEntries.erase(key.view());
+void ImageItemIndex::removeFrom(const Filing& filing, const SequenceItem* item) {
+    for (Entry* entry : filing.entries) {
+        ItemList& items = entry->value;
+        const auto found = std::find(items.begin(), items.end(), item);
+        if (found != items.end()) items.erase(found);
+        if (items.empty()) itsEntries.eraseEntry(entry);
     }
 }
 
-void ImageItemIndex::insertInOrder(const KeyView& key, SequenceItem* item, unsigned long long order) {
-    ItemList& items = entryFor(key);
+ImageItemIndex::Entry& ImageItemIndex::insertInOrder(const KeyView& key, SequenceItem* item, unsigned long long order) {
+    Entry& entry = entryFor(key);
     const auto after = std::upper_bound(
-        items.begin(), items.end(), order,
+        entry.value.begin(), entry.value.end(), order,
         [this](unsigned long long value, SequenceItem* other) { return value < itsFilings.at(other).order; });
-    items.insert(after, item);
+    entry.value.insert(after, item);
+    return entry;
 }
 
 void ImageItemIndex::reset(unsigned buckets) {

@@ -22,7 +22,7 @@ class ReferencedImageSequence;
 // it. Three kinds of key: (UID, frame) for a referenced frame, (UID) any frame for an image
 // referenced without frames, the any-image key for an item that references no image. An
 // entry whose list becomes empty is dropped. Each list keeps its items in the order they were
-// filed, which is sequence order; each item remembers the keys it is filed under, so that it
+// filed, which is sequence order; each item remembers the entries it is filed in, so that it
 // can be unfiled or refiled without a search of the whole index.
 class ImageItemIndex {
 public:
@@ -115,20 +115,26 @@ private:
         bool operator()(const StoredKey& stored, const StoredKey& other) const { return (*this)(stored, other.view()); }
     };
 
-    using KeyList = std::vector<StoredKey, ArenaAllocator<StoredKey>>;
+    using Entries = HashTable<StoredKey, ItemList, KeyHash, KeyEqual>;
+    using Entry = Entries::Entry;
+    using KeyViews = std::vector<KeyView, ArenaAllocator<KeyView>>;
 
-    // Where an item stands in sequence order, and the keys it is filed under.
+    // Where an item stands in sequence order, and the entries it is filed in: one per
+    // occurrence, so an item filed twice under one key names that entry twice.
     struct Filing {
         unsigned long long order;
-        KeyList keys;
+        std::vector<Entry*, ArenaAllocator<Entry*>> entries;
     };
 
-    ItemList& entryFor(const KeyView& key);
-    // The keys `images` yields, in filing order; `beforeFiling` is told each group's size.
-    static KeyList keysOf(const ReferencedImageSequence& images, const BeforeFiling& beforeFiling);
-    void removeFrom(const KeyList& keys, const SequenceItem* item);
+    Entry& entryFor(const KeyView& key);
+    // The keys `images` yields, in filing order, as views of the UIDs the items hold;
+    // `beforeFiling` is told each group's size.
+    static KeyViews keysOf(const ReferencedImageSequence& images, const BeforeFiling& beforeFiling);
+    // Takes one occurrence of the item out of each entry it is filed in, and drops the entries
+    // that are left empty.
+    void removeFrom(const Filing& filing, const SequenceItem* item);
     // Inserts the item into the key's list after every item that precedes it in sequence order.
-    void insertInOrder(const KeyView& key, SequenceItem* item, unsigned long long order);
+    Entry& insertInOrder(const KeyView& key, SequenceItem* item, unsigned long long order);
 
     // The entries sit in a hash table by image and frame that doubles its buckets as entries
     // come, so that filing and looking up an item cost the same in a sequence of ten thousand
@@ -136,7 +142,7 @@ private:
     // reports follows the index's own sizing rule instead. (ImgFrmKey::hash puts nearly every
     // key in one bucket; the listener index keeps it, but here it would make reading a large
     // presentation state quadratic.)
-    HashTable<StoredKey, ItemList, KeyHash, KeyEqual> itsEntries;
+    Entries itsEntries;
     unsigned itsBucketCount;
     std::unordered_map<const SequenceItem*, Filing, std::hash<const SequenceItem*>, std::equal_to<const SequenceItem*>,
                        ArenaAllocator<std::pair<const SequenceItem* const, Filing>>>

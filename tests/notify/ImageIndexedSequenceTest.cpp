@@ -107,6 +107,18 @@ TEST(ImageIndexedSequence, RemovalUnfilesTheItemAndDropsEmptiedEntries) {
     EXPECT_EQ(sequence.getImageIndex().entries(), 1u);
     EXPECT_EQ(itemsFor(sequence, "U", 1), Items{whole});
     EXPECT_EQ(itemsFor(sequence, "V", 1), Items{});
+
+    // An item that names an image twice is filed twice under it, and unfiled from both.
+    ImageBoundItem* twice = itemFor({{"W", {}}, {"W", {}}});
+    ImageBoundItem* once = itemFor({{"W", {}}});
+    sequence.addItem(twice);
+    sequence.addItem(once);
+    EXPECT_EQ(itemsFor(sequence, "W"), (Items{twice, twice, once}));
+    sequence.removeItem(twice);
+    EXPECT_EQ(itemsFor(sequence, "W"), Items{once});
+    sequence.removeItem(once);
+    EXPECT_EQ(itemsFor(sequence, "W"), Items{});
+    EXPECT_EQ(sequence.getImageIndex().entries(), 1u);
 }
 
 TEST(ImageIndexedSequence, ClearingEmptiesTheIndexRemoveAllItemsResetsItsBucketsAndResizeGrowsThem) {
