@@ -56,13 +56,19 @@ public:
             const std::uint64_t held = pair[way].load(std::memory_order_relaxed);
             if ((held >> 32) == key && (held & filled) != 0) return UINT16(held);
         }
+        return remember(pair, group, element);
+    }
+
+private:
+    // Out of line, so that a hit saves no registers.
+    [[gnu::noinline]] static UINT16 remember(std::atomic<std::uint64_t>* pair, UINT16 group, UINT16 element) {
+        const std::uint64_t key = (std::uint64_t(group) << 16) | element;
         const UINT16 code = lookUp(DcmTagKey(group, element), nullptr);
         const int way = (pair[0].load(std::memory_order_relaxed) & filled) == 0 ? 0 : 1;
         pair[way].store((key << 32) | filled | code, std::memory_order_relaxed);
         return code;
     }
 
-private:
     static constexpr std::size_t slotCount = 1024;
     static constexpr std::uint64_t filled = std::uint64_t(1) << 16;
     std::atomic<std::uint64_t> itsSlots[slotCount] = {};
