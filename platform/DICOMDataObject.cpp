@@ -135,15 +135,20 @@ int DICOMObject::GetFLOAT(UINT16 group, UINT16 element, FLOAT& value) const {
 
 void DICOMObject::ReplaceVR(VR* element) {
     if (element == nullptr) return;
-    std::unique_ptr<VR> owned(element);
-    UINT32 key = element->GetTag().GetKey();
-    // Most item data sets hold two to four elements: start with room for four at once.
-    if (itsElements.capacity() == 0) itsElements.reserve(4);
+    const UINT32 key = element->GetTag().GetKey();
     // Elements usually arrive in ascending order (a file is read in tag order): append.
     if (itsElements.empty() || itsElements.back()->GetTag().GetKey() < key) {
-        itsElements.push_back(std::move(owned));
+        try {
+            // Most item data sets hold two to four elements: start with room for four at once.
+            if (itsElements.capacity() == 0) itsElements.reserve(4);
+            itsElements.emplace_back(element);
+        } catch (...) {
+            delete element;
+            throw;
+        }
         return;
     }
+    std::unique_ptr<VR> owned(element);
     auto position = itsElements.begin() + (findPosition(itsElements, key) - itsElements.cbegin());
     if (position != itsElements.end() && (*position)->GetTag().GetKey() == key) {
         if (position->get() != element)
