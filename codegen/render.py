@@ -236,6 +236,33 @@ class Renderer:
     def function(signature, body):
         return [signature + " {"] + ["    " + line for line in body] + ["}", ""]
 
+    # The kinds whose readers also take an element found already.
+    ONE_PASS_KINDS = {"text", "us", "array", "is-array", "sequence"}
+
+    def read_in_one_pass(self, container, contexts):
+        """Whether create walks the item's elements once instead of looking each attribute up: for
+        items, which are many and small, whose attributes all have such readers."""
+        tags = [(c.attribute.group, c.attribute.element) for c in contexts]
+        return (container.kind == "item" and contexts and len(set(tags)) == len(tags) and
+                all(c.attribute.kind in self.ONE_PASS_KINDS and not c.attribute.private for c in contexts))
+
+    @staticmethod
+    def one_pass_reads(contexts):
+        lines = ["// One pass over the item's elements, each read into the attribute its tag names.",
+                 "for (const auto& held : data) {",
+                 "    const VR& element = *held;",
+                 "    switch (element.GetTag().GetKey()) {"]
+        for context in contexts:
+            a = context.attribute
+            [read] = KINDS[a.kind].read(context)
+            looked_up = f"data, {context.tag_arguments}"
+            assert looked_up in read, read
+            lines += [f"    case 0x{a.group:04X}{a.element:04X}u:  // {a.name}",
+                      f"        {read.replace(looked_up, 'data, element')}",
+                      "        break;"]
+        lines += ["    default:", "        break;", "    }", "}"]
+        return lines
+
     def attribute_class_source(self, container):
         name = container.name
         base = "SequenceItem" if container.kind == "item" else "Module"
@@ -262,8 +289,11 @@ class Renderer:
                                  [f"{c.member}.setPSChangeHandler(*this);" for c in sequences])
         # create
         body = [f"{name}* created = new {name};"]
-        for context in contexts:
-            body += KINDS[context.attribute.kind].read(context)
+        if self.read_in_one_pass(container, contexts):
+            body += self.one_pass_reads(contexts)
+        else:
+            for context in contexts:
+                body += KINDS[context.attribute.kind].read(context)
         body.append("return created;")
         out += self.function(f"{name}* {name}::create(const DICOMDataObject& data)",
                              body if contexts else [f"(void)data;", f"return new {name};"])

@@ -21,12 +21,17 @@ bool readText(const DICOMDataObject& data, const char* creator, UINT8 offset, UI
 }
 
 // A stored text is copied straight from the element's value.
-bool readText(const DICOMDataObject& data, UINT16 group, UINT16 element, TextValue& value) {
+bool readText(const DICOMDataObject&, const VR& element, TextValue& value) {
     const char* text;
     std::size_t length;
-    if (!data.GetText(group, element, text, length)) return false;
+    if (!DICOMDataObject::GetText(element, text, length)) return false;
     value.Replace(text, length);
     return true;
+}
+
+bool readText(const DICOMDataObject& data, UINT16 group, UINT16 element, TextValue& value) {
+    const VR* found = data.GetVR(group, element);
+    return found && readText(data, *found, value);
 }
 
 bool readText(const DICOMDataObject& data, const char* creator, UINT8 offset, UINT16 group, TextValue& value) {
@@ -75,6 +80,10 @@ bool readDS(const DICOMDataObject& data, UINT16 group, UINT16 element, double& v
     return true;
 }
 
+bool readUS(const DICOMDataObject&, const VR& element, UINT16& value) {
+    return DICOMDataObject::GetUINT16(element, value) != 0;
+}
+
 bool readUS(const DICOMDataObject& data, UINT16 group, UINT16 element, UINT16& value) {
     return data.GetUINT16(group, element, value) != 0;
 }
@@ -101,14 +110,17 @@ bool readUSOrSS(const DICOMDataObject& data, UINT16 group, UINT16 element, UINT1
     return true;
 }
 
-bool readISArray(const DICOMDataObject& data, UINT16 group, UINT16 element, OwnedArray<int>& values) {
-    const VR* found = textElement(data, group, element);
-    if (!found) return false;
+bool readISArray(const DICOMDataObject&, const VR& element, OwnedArray<int>& values) {
     int* parsed = nullptr;
     unsigned count = 0;
-    if (!ContainerUtils::parseISToArray(text(*found), found->GetLength(), parsed, count)) return false;
+    if (!ContainerUtils::parseISToArray(text(element), element.GetLength(), parsed, count)) return false;
     values.adopt(parsed, count);
     return true;
+}
+
+bool readISArray(const DICOMDataObject& data, UINT16 group, UINT16 element, OwnedArray<int>& values) {
+    const VR* found = textElement(data, group, element);
+    return found && readISArray(data, *found, values);
 }
 
 bool readDSArray(const DICOMDataObject& data, UINT16 group, UINT16 element, OwnedArray<double>& values) {

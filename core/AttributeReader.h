@@ -20,6 +20,12 @@
 namespace refcntr {
 namespace attribute {
 
+// The same readers for an element the caller has found already, as an item's create finds
+// every element of its item in one pass.
+bool readText(const DICOMDataObject& data, const VR& element, TextValue& value);
+bool readUS(const DICOMDataObject& data, const VR& element, UINT16& value);
+bool readISArray(const DICOMDataObject& data, const VR& element, OwnedArray<int>& values);
+
 bool readText(const DICOMDataObject& data, UINT16 group, UINT16 element, RWCString& value);
 bool readText(const DICOMDataObject& data, const char* creator, UINT8 offset, UINT16 group, RWCString& value);
 bool readText(const DICOMDataObject& data, UINT16 group, UINT16 element, TextValue& value);
@@ -72,6 +78,11 @@ bool readRawArray(const DICOMDataObject& data, const VR* element, OwnedArray<T, 
 }
 
 template <class T, CountUnit Unit>
+bool readRawArray(const DICOMDataObject& data, const VR& element, OwnedArray<T, Unit>& values) {
+    return readRawArray(data, &element, values);
+}
+
+template <class T, CountUnit Unit>
 bool readRawArray(const DICOMDataObject& data, UINT16 group, UINT16 element, OwnedArray<T, Unit>& values) {
     return readRawArray(data, data.GetVR(group, element), values);
 }
@@ -113,10 +124,8 @@ struct HasImageIndex<SequenceType, std::void_t<decltype(std::declval<SequenceTyp
 // Builds a held sequence from its sequence element: one item per item data set, made by the
 // item class's create. The sequence is present whenever the element exists.
 template <class SequenceType>
-void readSequence(const DICOMDataObject& data, UINT16 group, UINT16 element, SequenceType& sequence) {
-    const VR* found = data.GetVR(group, element);
-    if (!found) return;
-    const SequenceVR* sequenceElement = found->GetAsSequenceVR();
+void readSequence(const DICOMDataObject&, const VR& element, SequenceType& sequence) {
+    const SequenceVR* sequenceElement = element.GetAsSequenceVR();
     if (sequenceElement && sequenceElement->GetNumberOfItems() > 0) {
         const auto& items = sequenceElement->GetSequenceItems();
         const QuietWhileCreating quiet(sequence);
@@ -127,6 +136,11 @@ void readSequence(const DICOMDataObject& data, UINT16 group, UINT16 element, Seq
         for (const DICOMDataObject* item : items) sequence.addItem(SequenceType::ItemType::create(*item));
     }
     sequence.setPresent(1);
+}
+
+template <class SequenceType>
+void readSequence(const DICOMDataObject& data, UINT16 group, UINT16 element, SequenceType& sequence) {
+    if (const VR* found = data.GetVR(group, element)) readSequence(data, *found, sequence);
 }
 
 }  // namespace attribute

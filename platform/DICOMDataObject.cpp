@@ -113,6 +113,14 @@ int DICOMObject::GetText(const char* creator, UINT8 offset, UINT16 group, const 
     return readText(GetVR(creator, offset, group), text, length);
 }
 
+int DICOMObject::GetText(const VR& element, const char*& text, std::size_t& length) {
+    return readText(&element, text, length);
+}
+
+int DICOMObject::GetUINT16(const VR& element, UINT16& value) {
+    return readTyped(&element, VRCode::US, VRCode::SS, value);
+}
+
 int DICOMObject::GetUINT16(UINT16 group, UINT16 element, UINT16& value) const {
     return readTyped(GetVR(group, element), VRCode::US, VRCode::SS, value);
 }

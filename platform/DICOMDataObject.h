@@ -45,6 +45,9 @@ public:
     int GetUINT32(UINT16 group, UINT16 element, UINT32& value) const;
     // The first value of an FL element.
     int GetFLOAT(UINT16 group, UINT16 element, FLOAT& value) const;
+    // GetText and GetUINT16 of an element already found.
+    static int GetText(const VR& element, const char*& text, std::size_t& length);
+    static int GetUINT16(const VR& element, UINT16& value);
 
     // Stores the element, replacing one with the same tag; the data set takes ownership.
     // Virtual so that a test can observe the order in which a container writes its elements.
