@@ -304,10 +304,11 @@ unsigned ContainerUtils::computeSuggestedReferencedImageSequenceItemIndexSize(
     const RWTPtrOrderedVector<DICOMDataObject>& items) {
     unsigned size = 0;
     for (const DICOMDataObject* item : items) {
-        RWCString frames;
+        const char* frames = nullptr;
+        std::size_t length = 0;
         unsigned separators = 0;
-        if (item != nullptr && item->GetString(ImageReferenceGroup, ReferencedFrameNumberElement, frames)) {
-            separators = unsigned(std::count(frames.begin(), frames.end(), '\\'));
+        if (item != nullptr && item->GetText(ImageReferenceGroup, ReferencedFrameNumberElement, frames, length)) {
+            separators = unsigned(std::count(frames, frames + length, '\\'));
         }
         size += std::max(separators, 1u);
     }
