@@ -36,9 +36,15 @@ inline unsigned textHash(const char* text, std::size_t length) {
         hash = (hash ^ word) * multiplier;
         hash ^= hash >> 32;
     }
-    std::uint64_t tail = 0;
-    for (std::size_t shift = 0; at < length; ++at, shift += 8) tail |= std::uint64_t(UINT8(text[at])) << shift;
-    hash = (hash ^ tail) * multiplier;
+    if (at < length) {
+        // The last eight bytes, overlapping those already taken, or the whole of a short text.
+        std::uint64_t tail = 0;
+        if (length >= 8)
+            std::memcpy(&tail, text + length - 8, sizeof tail);
+        else
+            for (std::size_t shift = 0; at < length; ++at, shift += 8) tail |= std::uint64_t(UINT8(text[at])) << shift;
+        hash = (hash ^ tail) * multiplier;
+    }
     // Every bit of the text reaches the low bits, which pick the bucket.
     hash ^= hash >> 33;
     hash *= 0xC4CEB9FE1A85EC53ull;
@@ -111,17 +117,21 @@ public:
     // The same, returning the entry: it stays where it is until it is erased.
     template <class Lookup>
     Entry& insertEntry(const Lookup& key) {
+        return insertEntry(key, Hash()(key));
+    }
+    // With the key's hash already taken.
+    template <class Lookup>
+    Entry& insertEntry(const Lookup& key, unsigned hash) {
         if (!itsBuckets) itsBuckets = newBuckets(itsBucketCount);
-        const unsigned hash = Hash()(key);
         Entry*& head = itsBuckets[hash % itsBucketCount];
         head = new Entry(Key(key), hash, head);
         ++itsEntries;
         return *head;
     }
-    // An entry equal to `key`, or null.
+    // An entry equal to `key`, whose hash is `hash`, or null.
     template <class Lookup>
-    Entry* findEntry(const Lookup& key) {
-        return findEntryOf(key);
+    Entry* findEntry(const Lookup& key, unsigned hash) {
+        return findEntryOf(key, hash);
     }
     // Removes an entry of this table.
     void eraseEntry(Entry* entry) {
@@ -206,8 +216,11 @@ private:
     // Keys that Equal takes as equal must hash alike.
     template <class Lookup>
     Entry* findEntryOf(const Lookup& key) const {
+        return findEntryOf(key, Hash()(key));
+    }
+    template <class Lookup>
+    Entry* findEntryOf(const Lookup& key, unsigned hash) const {
         if (!itsBuckets) return nullptr;
-        const unsigned hash = Hash()(key);
         for (Entry* node = itsBuckets[hash % itsBucketCount]; node; node = node->next)
             if (node->hash == hash && Equal()(node->key, key)) return node;
         return nullptr;

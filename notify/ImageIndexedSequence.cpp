@@ -13,10 +13,11 @@ ImageItemIndex::ImageItemIndex(unsigned buckets) : itsEntries(buckets), itsBucke
 ImageItemIndex::~ImageItemIndex() = default;
 
 ImageItemIndex::Entry& ImageItemIndex::entryFor(const KeyView& key) {
-    if (Entry* entry = itsEntries.findEntry(key)) return *entry;
+    const unsigned hash = KeyHash()(key);
+    if (Entry* entry = itsEntries.findEntry(key, hash)) return *entry;
     // The table keeps at most one entry per bucket on average, whatever buckets() reports.
     if (itsEntries.entries() >= itsEntries.buckets()) itsEntries.resize(2 * itsEntries.buckets());
-    return itsEntries.insertEntry(key);
+    return itsEntries.insertEntry(key, hash);
 }
 
 ImageItemIndex::KeyViews ImageItemIndex::keysOf(const ReferencedImageSequence& images,
