@@ -86,7 +86,7 @@ private:
         int itsFrame;
         bool itsAnyFrame;
     };
-    // A key as an entry or a filing stores it: the UID in place or in an arena block.
+    // A key as an entry stores it: the UID in place or in an arena block.
     struct StoredKey {
         explicit StoredKey(const KeyView& key) : itsUID(), itsFrame(key.itsFrame), itsAnyFrame(key.itsAnyFrame) {
             itsUID.Replace(key.itsUID, key.itsLength);
@@ -104,7 +104,6 @@ private:
             const unsigned frame = key.itsAnyFrame ? 0x9E3779B9u : unsigned(key.itsFrame) * 2654435761u;
             return textHash(key.itsUID, key.itsLength) ^ frame;
         }
-        unsigned operator()(const StoredKey& key) const { return (*this)(key.view()); }
     };
     struct KeyEqual {
         bool operator()(const StoredKey& stored, const KeyView& key) const {
@@ -112,7 +111,6 @@ private:
             return ImgFrmKey::sameKey(held.itsUID, held.itsLength, held.itsAnyFrame, held.itsFrame, key.itsUID,
                                       key.itsLength, key.itsAnyFrame, key.itsFrame);
         }
-        bool operator()(const StoredKey& stored, const StoredKey& other) const { return (*this)(stored, other.view()); }
     };
 
     using Entries = HashTable<StoredKey, ItemList, KeyHash, KeyEqual>;
