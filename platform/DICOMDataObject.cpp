@@ -188,10 +188,8 @@ void DICOMObject::ReplaceVR(const char* creator, VR* element) {
         if (block == 0)
             throw RuntimeException("no free private block in group " + MAttributeTag(group, 0).ToString().substr(1, 4) +
                                    " for creator '" + creator + "'");
-        RWCString value(creator);
-        if (value.size() % 2 != 0) value += ' ';
         auto creatorElement = std::make_unique<VR>(group, block, VRCode::LO, itsEndian);
-        creatorElement->SetData(value.data(), UINT32(value.size()));
+        creatorElement->SetPaddedData(creator, UINT32(std::strlen(creator)), ' ');
         ReplaceVR(creatorElement.release());
     }
     owned->SetTag(MAttributeTag(group, UINT16((block << 8) | (owned->GetElement() & 0xFF))));

@@ -128,14 +128,9 @@ private:
             const bool whiteSpace = value[i] == ' ' || (value[i] >= '\t' && value[i] <= '\r');
             if (uid ? whiteSpace : value[i] == '\0') return false;
         }
-        const unsigned char pad = uid ? '\0' : ' ';
+        const char pad = uid ? '\0' : ' ';
         while (length > 0 && value[length - 1] == pad) --length;
-        if (length > 0) {
-            const UINT32 padded = length + (length & 1);
-            unsigned char* stored = element->ResizeData(padded);
-            std::memcpy(stored, value, length);
-            if (padded != length) stored[length] = pad;
-        }
+        element->SetPaddedData(value, length, pad);
         target.ReplaceVR(element.release());
         return true;
     }

@@ -96,26 +96,17 @@ std::unique_ptr<VR> convertElement(DcmElement& source, EndianType endian) {
         Uint32 length = 0;
         if (source.getString(text, length).good()) {
             while (text != nullptr && length > 0 && text[length - 1] == '\0') --length;
-            if (text == nullptr || length == 0) return element;
-            const UINT32 padded = length + (length & 1);
-            auto* buffer = static_cast<unsigned char*>(VR::itsDefaultMemoryAllocater->Allocate(padded));
-            std::memcpy(buffer, text, length);
-            if (padded != length) buffer[length] = vrCode == VRCode::UI ? '\0' : ' ';
-            element->AdoptData(buffer, padded);
+            if (text != nullptr) element->SetPaddedData(text, length, vrCode == VRCode::UI ? '\0' : ' ');
             return element;
         }
     }
 
     const Uint32 length = source.getLengthField();
     if (length == 0 || length == DCM_UndefinedLength) return element;
-    auto* buffer = static_cast<unsigned char*>(VR::itsDefaultMemoryAllocater->Allocate(length));
+    unsigned char* buffer = element->ResizeData(length);
     OFCondition status =
         source.getPartialValue(buffer, 0, length, nullptr, endian == BigEndian ? EBO_BigEndian : EBO_LittleEndian);
-    if (status.bad()) {
-        VR::itsDefaultMemoryAllocater->Release(buffer);
-        failOnElement(group, number, status.text());
-    }
-    element->AdoptData(buffer, length);
+    if (status.bad()) failOnElement(group, number, status.text());
     return element;
 }
 

@@ -84,6 +84,23 @@ void VR::SetData(const void* bytes, UINT32 length) {
     itsLength = length;
 }
 
+void VR::SetPaddedData(const void* bytes, UINT32 length, char pad) {
+    const UINT32 stored = length + (length & 1);
+    if (stored == 0 || bytes == nullptr) {
+        ReleaseData();
+        return;
+    }
+    unsigned char* place = Place();
+    unsigned char* value =
+        stored <= itsPlaceCapacity ? place : static_cast<unsigned char*>(itsAllocater->Allocate(stored));
+    std::memmove(value, bytes, length);  // `bytes` may point into the current value
+    if (stored != length) value[length] = static_cast<unsigned char>(pad);
+    // The old buffer goes only after the copy.
+    if (itsData != nullptr && itsData != place) itsAllocater->Release(itsData);
+    itsData = value;
+    itsLength = stored;
+}
+
 unsigned char* VR::ResizeData(UINT32 length) {
     // The old value goes first: the new one is not copied from it.
     unsigned char* place = Place();

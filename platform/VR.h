@@ -55,6 +55,9 @@ public:
     void SetData(const void* bytes, UINT32 length);
     // Takes over a buffer obtained from this element's allocator.
     void AdoptData(unsigned char* bytes, UINT32 length);
+    // As SetData, followed by `pad` when the length is odd: texts are kept at even length, as
+    // they are encoded.
+    void SetPaddedData(const void* bytes, UINT32 length, char pad);
     // Makes the value `length` bytes long, its content unset, and returns it to be filled.
     unsigned char* ResizeData(UINT32 length);
 

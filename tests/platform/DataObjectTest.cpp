@@ -275,6 +275,18 @@ TEST(ElementValue, SetFromItsOwnBufferAndAdopt) {
     element.SetData(nullptr, 0);
     EXPECT_EQ(nullptr, element.GetData());
     EXPECT_EQ(0u, element.GetLength());
+
+    // A padded copy: an odd value gains the pad, in place or in a buffer, also from itself.
+    element.SetPaddedData("Doe", 3, ' ');
+    EXPECT_EQ("Doe ", bytesOf(element));
+    element.SetPaddedData("Doe^John^Quincy^Adams", 21, ' ');
+    EXPECT_EQ("Doe^John^Quincy^Adams ", bytesOf(element));
+    element.SetPaddedData(element.GetData() + 4, 17, '_');
+    EXPECT_EQ("John^Quincy^Adams_", bytesOf(element));
+    element.SetPaddedData("JD", 2, '_');
+    EXPECT_EQ("JD", bytesOf(element));
+    element.SetPaddedData("", 0, '_');
+    EXPECT_EQ(nullptr, element.GetData());
 }
 
 // Every two-letter code is named by its own letters or not at all, and a name turns back into
