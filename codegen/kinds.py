@@ -124,8 +124,10 @@ class Kind:
             f"void set{c.name}ElementPresent(int flag) {{ itsPresence.set({c.bit}, flag); }}",
         ]
 
-    def read(self, c):
-        return [f"created->itsPresence.set({c.bit}, attribute::{self.reader}(data, {c.tag_arguments}, created->{c.member}));"]
+    def read(self, c, found=None):
+        """The reading call; `found` names an element found already, else it is looked up by tag."""
+        source = found or c.tag_arguments
+        return [f"created->itsPresence.set({c.bit}, attribute::{self.reader}(data, {source}, created->{c.member}));"]
 
     def write(self, c):
         return [f"if (itsPresence.test({c.bit})) attribute::{self.writer}(data, factory, {c.tag_arguments}, {c.member});"]
@@ -335,8 +337,9 @@ class RawArray(ArrayKind):
     def element_type(self, c):
         return ARRAY_VALUE_TYPES[c.attribute.arguments[0]]
 
-    def read(self, c):
-        return [f"created->itsPresence.set({c.bit}, attribute::readRawArray(data, {c.tag_arguments}, created->{c.member}));"]
+    def read(self, c, found=None):
+        source = found or c.tag_arguments
+        return [f"created->itsPresence.set({c.bit}, attribute::readRawArray(data, {source}, created->{c.member}));"]
 
     def write(self, c):
         vr = c.attribute.flag_values.get("write-as")
@@ -407,8 +410,8 @@ class SequenceKind(Kind):
                 f"int is{c.name}ElementPresent() const {{ return {c.member}.isPresent(); }}",
                 f"void set{c.name}ElementPresent(int flag) {{ {c.member}.setPresent(flag); }}"]
 
-    def read(self, c):
-        return [f"attribute::readSequence(data, {c.tag_arguments}, created->{c.member});"]
+    def read(self, c, found=None):
+        return [f"attribute::readSequence(data, {found or c.tag_arguments}, created->{c.member});"]
 
     def write(self, c):
         always = ", true" if "always-written" in c.attribute.flags else ""
@@ -417,6 +420,10 @@ class SequenceKind(Kind):
     def dump(self, c):
         return [f'dump.sequence("{c.member}", {c.member});']
 
+
+# The kinds whose readers also take an element found already (AttributeReader.h), so that an
+# item's create can read its elements in one pass.
+FOUND_ELEMENT_KINDS = {"text", "us", "array", "is-array", "sequence"}
 
 KINDS = {
     "text": Text(),
