@@ -90,6 +90,15 @@ class Context:
             return f'"{creator}", 0x{a.element:02X}, {hex4(a.group)}'
         return f"{hex4(a.group)}, {hex4(a.element)}"
 
+    @property
+    def vr_argument(self):
+        """The last argument of a writer whose value type does not fix the VR: the VR the element
+        is written with where the row names one VR (or write-as does), so that saving looks up no
+        dictionary; nothing for a choice of VRs or a private attribute, which the dictionaries type."""
+        a = self.attribute
+        vr = a.flag_values.get("write-as") or a.vr
+        return "" if a.private or "|" in vr else f", VRCode::{vr}"
+
     def set_and_report(self, *statements):
         body = list(statements) + [f"itsPresence.set({self.bit});", f'reportChange("{self.path}");']
         return body
@@ -100,6 +109,7 @@ class Kind:
     description_kind = ""
     reader = ""
     writer = ""
+    typed_by_vr = False  # whether the writer takes the VR (a text's or array's VR is not its C++ type's)
 
     def members(self, c):
         return [(self.storage(c), c.member)]
@@ -130,18 +140,20 @@ class Kind:
         return [f"created->itsPresence.set({c.bit}, attribute::{self.reader}(data, {source}, created->{c.member}));"]
 
     def write(self, c):
-        return [f"if (itsPresence.test({c.bit})) attribute::{self.writer}(data, factory, {c.tag_arguments}, {c.member});"]
+        vr = c.vr_argument if self.typed_by_vr else ""
+        return [f"if (itsPresence.test({c.bit})) attribute::{self.writer}(data, factory, {c.tag_arguments}, {c.member}{vr});"]
 
     def dump(self, c):
         raise NotImplementedError
 
 
 class Scalar(Kind):
-    def __init__(self, cpp_type, reader, writer, description_kind):
+    def __init__(self, cpp_type, reader, writer, description_kind, typed_by_vr=False):
         self.cpp_type = cpp_type
         self.reader = reader
         self.writer = writer
         self.description_kind = description_kind
+        self.typed_by_vr = typed_by_vr
 
     def storage(self, c):
         return self.cpp_type
@@ -163,6 +175,7 @@ class Text(Kind):
     description_kind = "Text"
     reader = "readText"
     writer = "writeText"
+    typed_by_vr = True
 
     def storage(self, c):
         return "TextValue"
@@ -179,7 +192,7 @@ class Text(Kind):
         lines = super().write(c)
         if "empty-when-absent" in c.attribute.flags:
             a = c.attribute
-            lines.append(f"else attribute::writeEmpty(data, {hex4(a.group)}, {hex4(a.element)});")
+            lines.append(f"else attribute::writeEmpty(data, {hex4(a.group)}, {hex4(a.element)}{c.vr_argument});")
         return lines
 
     def dump(self, c):
@@ -190,6 +203,7 @@ class Texts(Kind):
     description_kind = "Texts"
     reader = "readTexts"
     writer = "writeTexts"
+    typed_by_vr = True
 
     def storage(self, c):
         return "RWTValOrderedVector<RWCString>"
@@ -252,7 +266,8 @@ class AETitleKind(Kind):
         return [f"created->itsPresence.set({c.bit}, attribute::readAETitle(data, {c.tag_arguments}, created->{c.member}));"]
 
     def write(self, c):
-        return [f"if (itsPresence.test({c.bit})) attribute::writeAETitle(data, factory, {c.tag_arguments}, {c.member});"]
+        return [f"if (itsPresence.test({c.bit})) attribute::writeAETitle(data, factory, {c.tag_arguments}, {c.member}"
+                f"{c.vr_argument});"]
 
     def dump(self, c):
         return [f'dump.aeTitle("{c.member}", itsPresence.test({c.bit}), {c.member});']
@@ -320,6 +335,8 @@ class ArrayKind(Kind):
 
 
 class TextArray(ArrayKind):
+    typed_by_vr = True
+
     def __init__(self, element_type, reader, writer, description_kind):
         self.fixed_type = element_type
         self.reader = reader
@@ -342,10 +359,8 @@ class RawArray(ArrayKind):
         return [f"created->itsPresence.set({c.bit}, attribute::readRawArray(data, {source}, created->{c.member}));"]
 
     def write(self, c):
-        vr = c.attribute.flag_values.get("write-as")
-        code = f", VRCode::{vr}" if vr else ""
         return [f"if (itsPresence.test({c.bit})) attribute::writeRawArray(data, factory, {c.tag_arguments}, "
-                f"{c.member}.values(), {c.member}.byteLength(){code});"]
+                f"{c.member}.values(), {c.member}.byteLength(){c.vr_argument});"]
 
 
 class Bytes(RawArray):
@@ -363,7 +378,7 @@ class Bytes(RawArray):
 
     def write(self, c):
         return [f"if (itsPresence.test({c.bit})) attribute::writeBytes(data, factory, {c.tag_arguments}, "
-                f"{c.member}.values(), {c.member}.byteLength());"]
+                f"{c.member}.values(), {c.member}.byteLength(){c.vr_argument});"]
 
 
 class Ambiguous(RawArray):
@@ -428,8 +443,8 @@ FOUND_ELEMENT_KINDS = {"text", "us", "array", "is-array", "sequence"}
 KINDS = {
     "text": Text(),
     "texts": Texts(),
-    "is": Scalar("int", "readIS", "writeIS", "IS"),
-    "ds": Scalar("double", "readDS", "writeDS", "DS"),
+    "is": Scalar("int", "readIS", "writeIS", "IS", typed_by_vr=True),
+    "ds": Scalar("double", "readDS", "writeDS", "DS", typed_by_vr=True),
     "us": Scalar("UINT16", "readUS", "writeUS", "US"),
     "ss": Scalar("INT16", "readSS", "writeSS", "SS"),
     "ul": Scalar("UINT32", "readUL", "writeUL", "UL"),

@@ -33,8 +33,9 @@ RWCString readableIS(RWCString text) {
 }
 }  // namespace
 
-void writeText(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, const RWCString& value) {
-    store(data, factory.InternalGetVR(group, element, value, blank));
+void writeText(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, const RWCString& value,
+               UINT16 vrCode) {
+    store(data, factory.InternalGetVR(group, element, value, blank, vrCode));
 }
 
 void writeText(DICOMDataObject& data, Factory& factory, const char* creator, UINT8 offset, UINT16 group,
@@ -42,8 +43,9 @@ void writeText(DICOMDataObject& data, Factory& factory, const char* creator, UIN
     storePrivate(data, creator, factory.GetPrivateVR(creator, offset, group, value, blank));
 }
 
-void writeText(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, const TextValue& value) {
-    store(data, factory.InternalGetVR(group, element, value.data(), value.size(), blank));
+void writeText(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, const TextValue& value,
+               UINT16 vrCode) {
+    store(data, factory.InternalGetVR(group, element, value.data(), value.size(), blank, vrCode));
 }
 
 void writeText(DICOMDataObject& data, Factory& factory, const char* creator, UINT8 offset, UINT16 group,
@@ -52,26 +54,30 @@ void writeText(DICOMDataObject& data, Factory& factory, const char* creator, UIN
 }
 
 void writeTexts(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element,
-                const RWTValOrderedVector<RWCString>& values) {
-    store(data, factory.InternalGetVR(group, element, values, blank));
+                const RWTValOrderedVector<RWCString>& values, UINT16 vrCode) {
+    store(data, factory.InternalGetVR(group, element, values, blank, vrCode));
 }
 
-void writeAETitle(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, const AETitle& value) {
-    store(data, factory.InternalGetVR(group, element, value.Get(), value.GetLength(), blank));
+void writeAETitle(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, const AETitle& value,
+                  UINT16 vrCode) {
+    store(data, factory.InternalGetVR(group, element, value.Get(), value.GetLength(), blank, vrCode));
 }
 
-void writeEmpty(DICOMDataObject& data, UINT16 group, UINT16 element) {
+void writeEmpty(DICOMDataObject& data, UINT16 group, UINT16 element, UINT16 vrCode) {
     VR* empty = new VR(group, element, data.GetEndian());
-    InstanceSpecificDataDictionary::TypeVR(*empty);
+    if (vrCode == VRCode::Unknown)
+        InstanceSpecificDataDictionary::TypeVR(*empty);
+    else
+        empty->SetVRCode(vrCode);
     data.ReplaceVR(empty);
 }
 
-void writeIS(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, int value) {
-    writeText(data, factory, group, element, readableIS(ContainerUtils::INT32ArrayToIS(&value, 1)));
+void writeIS(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, int value, UINT16 vrCode) {
+    writeText(data, factory, group, element, readableIS(ContainerUtils::INT32ArrayToIS(&value, 1)), vrCode);
 }
 
-void writeDS(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, double value) {
-    writeText(data, factory, group, element, ContainerUtils::doubleArrayToDS(&value, 1));
+void writeDS(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, double value, UINT16 vrCode) {
+    writeText(data, factory, group, element, ContainerUtils::doubleArrayToDS(&value, 1), vrCode);
 }
 
 void writeUS(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, UINT16 value) {
@@ -94,20 +100,20 @@ void writeFL(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 eleme
     store(data, factory.InternalGetVR(group, element, value));
 }
 
-void writeISArray(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element,
-                  const OwnedArray<int>& values) {
+void writeISArray(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, const OwnedArray<int>& values,
+                  UINT16 vrCode) {
     writeText(data, factory, group, element,
-              readableIS(ContainerUtils::INT32ArrayToIS(values.values(), values.count())));
+              readableIS(ContainerUtils::INT32ArrayToIS(values.values(), values.count())), vrCode);
 }
 
 void writeDSArray(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element,
-                  const OwnedArray<double>& values) {
-    writeText(data, factory, group, element, ContainerUtils::doubleArrayToDS(values.values(), values.count()));
+                  const OwnedArray<double>& values, UINT16 vrCode) {
+    writeText(data, factory, group, element, ContainerUtils::doubleArrayToDS(values.values(), values.count()), vrCode);
 }
 
 void writeBytes(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, const unsigned char* bytes,
-                UINT32 length) {
-    store(data, factory.InternalGetVR(group, element, bytes, length, '\0'));
+                UINT32 length, UINT16 vrCode) {
+    store(data, factory.InternalGetVR(group, element, bytes, length, '\0', vrCode));
 }
 
 void writeRawArray(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, const void* values,

@@ -47,31 +47,32 @@ VRType* MVRFactory<VRType>::Build(UINT16 group, UINT16 element, UINT16 vrCode, c
 }
 
 template <class VRType>
-VRType* MVRFactory<VRType>::InternalGetVR(UINT16 group, UINT16 element, const char* text, size_t length,
-                                          char pad) const {
-    const UINT16 vrCode = InstanceSpecificDataDictionary::TypeVR(group, element);
+VRType* MVRFactory<VRType>::InternalGetVR(UINT16 group, UINT16 element, const char* text, size_t length, char pad,
+                                          UINT16 vrCode) const {
+    if (vrCode == VRCode::Unknown) vrCode = InstanceSpecificDataDictionary::TypeVR(group, element);
     return MDDEntry::IsStringType(vrCode) ? Build(group, element, vrCode, text, length, &pad, false) : nullptr;
 }
 
 template <class VRType>
-VRType* MVRFactory<VRType>::InternalGetVR(UINT16 group, UINT16 element, const RWCString& text, char pad) const {
-    return InternalGetVR(group, element, text.data(), text.size(), pad);
+VRType* MVRFactory<VRType>::InternalGetVR(UINT16 group, UINT16 element, const RWCString& text, char pad,
+                                          UINT16 vrCode) const {
+    return InternalGetVR(group, element, text.data(), text.size(), pad, vrCode);
 }
 
 template <class VRType>
 VRType* MVRFactory<VRType>::InternalGetVR(UINT16 group, UINT16 element, const RWTValOrderedVector<RWCString>& values,
-                                          char pad) const {
+                                          char pad, UINT16 vrCode) const {
     RWCString joined;
     for (size_t i = 0; i < values.size(); ++i) {
         joined += i == 0 ? values[i] : '\\' + values[i];
     }
-    return InternalGetVR(group, element, joined, pad);
+    return InternalGetVR(group, element, joined, pad, vrCode);
 }
 
 template <class VRType>
 VRType* MVRFactory<VRType>::InternalGetVR(UINT16 group, UINT16 element, const unsigned char* bytes, size_t length,
-                                          char pad) const {
-    const UINT16 vrCode = InstanceSpecificDataDictionary::TypeVR(group, element);
+                                          char pad, UINT16 vrCode) const {
+    if (vrCode == VRCode::Unknown) vrCode = InstanceSpecificDataDictionary::TypeVR(group, element);
     const bool holdsBytes = vrCode == VRCode::OB || vrCode == VRCode::UN || vrCode == VRCode::OW_OR_OB;
     return holdsBytes ? Build(group, element, VRCode::OB, bytes, length, &pad, false) : nullptr;
 }

@@ -19,13 +19,19 @@ public:
 
     EndianType GetEndian() const { return itsEndian; }
 
-    // Text, for a tag whose dictionary VR is a string type; an odd length is padded with `pad`.
-    VRType* InternalGetVR(UINT16 group, UINT16 element, const char* text, size_t length, char pad) const;
-    VRType* InternalGetVR(UINT16 group, UINT16 element, const RWCString& text, char pad) const;
+    // Text, for a tag whose VR is a string type; an odd length is padded with `pad`. The VR is
+    // `vrCode`, or without one the dictionary's: callers that know the tag's VR save the lookup.
+    VRType* InternalGetVR(UINT16 group, UINT16 element, const char* text, size_t length, char pad,
+                          UINT16 vrCode = VRCode::Unknown) const;
+    VRType* InternalGetVR(UINT16 group, UINT16 element, const RWCString& text, char pad,
+                          UINT16 vrCode = VRCode::Unknown) const;
     // The values joined with single backslashes into one text value.
-    VRType* InternalGetVR(UINT16 group, UINT16 element, const RWTValOrderedVector<RWCString>& values, char pad) const;
-    // Bytes as OB, for a tag the dictionary gives OB, UN or OB-or-OW; an odd length is padded.
-    VRType* InternalGetVR(UINT16 group, UINT16 element, const unsigned char* bytes, size_t length, char pad) const;
+    VRType* InternalGetVR(UINT16 group, UINT16 element, const RWTValOrderedVector<RWCString>& values, char pad,
+                          UINT16 vrCode = VRCode::Unknown) const;
+    // Bytes as OB, for a tag whose VR (`vrCode`, or the dictionary's) is OB, UN or OB-or-OW; an
+    // odd length is padded.
+    VRType* InternalGetVR(UINT16 group, UINT16 element, const unsigned char* bytes, size_t length, char pad,
+                          UINT16 vrCode = VRCode::Unknown) const;
     // One number as US, SS, UL or FL, whatever the dictionary says (a US-or-SS tag becomes US).
     VRType* InternalGetVR(UINT16 group, UINT16 element, UINT16 value) const;
     VRType* InternalGetVR(UINT16 group, UINT16 element, INT16 value) const;

@@ -103,6 +103,19 @@ TEST(Dictionary, EverySchemaRowMatchesTheStandardDictionary) {
     dcmDataDict.rdunlock();
 }
 
+// Saving writes an attribute of one VR with the schema's VR instead of asking the dictionary; both
+// must type every element alike, also where the dictionary's VR name is an internal one ("up").
+TEST(Dictionary, SavingTypesEachAttributeAsTheDictionaryWould) {
+    for (const Row& row : everyRow()) {
+        const AttributeDescription& attribute = *row.attribute;
+        if (attribute.privateCreator || vrChoices(attribute.vr).size() != 1) continue;
+        SCOPED_TRACE(std::string(row.owner->name) + "." + attribute.name);
+        EXPECT_EQ(
+            MDDEntry::UShortToTypeString(InstanceSpecificDataDictionary::TypeVR(attribute.group, attribute.element)),
+            attribute.vr);
+    }
+}
+
 TEST(Dictionary, PrivateRowsAreOnTheAllowListOfTheViewersOwnBlock) {
     for (const Row& row : everyRow()) {
         const AttributeDescription& attribute = *row.attribute;
