@@ -4,6 +4,8 @@
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
+#include <type_traits>
 
 #if __has_include(<valgrind/valgrind.h>)
 #include <valgrind/valgrind.h>
@@ -29,6 +31,8 @@ constexpr std::size_t headerBytes = sizeof(Arena*);  // where a block came from,
 constexpr std::size_t firstChunkBytes = 4 * 1024;
 constexpr std::size_t largestChunkBytes = 1024 * 1024;
 constexpr std::size_t largestArenaBlock = 16 * 1024;  // larger blocks come from the heap
+// What the chunk cache keeps at most: every chunk of a state of about 1,500 annotations.
+constexpr std::size_t mostCachedBytes = 8 * 1024 * 1024;
 // The count of live blocks starts this high while the scope is open, so that blocks freed
 // meanwhile never bring it to zero; closing the scope takes the bias off.
 constexpr long openBias = 1L << 62;
@@ -43,6 +47,63 @@ bool arenasAreUsable() {
 const bool arenasUsable = arenasAreUsable();
 
 std::atomic<std::size_t> liveArenas{0};
+
+// The chunks of arenas that have gone, kept for the arenas to come up to a bound. A viewer that
+// opens file after file then writes into pages the process has touched already, instead of
+// having the kernel fault in and clear fresh ones for every file, which costs about as much as
+// all the rest of creating and saving. Chunk sizes are powers of two from firstChunkBytes to
+// largestChunkBytes, each size with a list of its own. Arenas may go on any thread.
+class ChunkCache {
+public:
+    // The smallest kept chunk of at least `size` bytes, `size` then being its size; null when
+    // there is none.
+    void* take(std::size_t& size) {
+        std::lock_guard<std::mutex> hold(itsLock);
+        for (std::size_t list = listOf(size); list < listCount; ++list) {
+            if (FreeChunk* chunk = itsLists[list]) {
+                itsLists[list] = chunk->next;
+                size = firstChunkBytes << list;
+                itsBytes -= size;
+                return chunk;
+            }
+        }
+        return nullptr;
+    }
+
+    // Keeps a chunk of `size` bytes; false when that would pass the bound.
+    bool keep(void* start, std::size_t size) {
+        std::lock_guard<std::mutex> hold(itsLock);
+        if (size > largestChunkBytes || itsBytes + size > mostCachedBytes) return false;
+        const std::size_t list = listOf(size);
+        itsLists[list] = new (start) FreeChunk{itsLists[list]};
+        itsBytes += size;
+        return true;
+    }
+
+    std::size_t bytes() {
+        std::lock_guard<std::mutex> hold(itsLock);
+        return itsBytes;
+    }
+
+private:
+    struct FreeChunk {
+        FreeChunk* next;
+    };
+    static constexpr std::size_t listCount = 9;  // firstChunkBytes << 8 == largestChunkBytes
+    static std::size_t listOf(std::size_t bytes) {
+        std::size_t list = 0;
+        while ((firstChunkBytes << list) < bytes) ++list;
+        return list;
+    }
+
+    std::mutex itsLock;
+    FreeChunk* itsLists[listCount] = {};
+    std::size_t itsBytes = 0;
+};
+static_assert(firstChunkBytes << 8 == largestChunkBytes, "one list per chunk size");
+static_assert(std::is_trivially_destructible<ChunkCache>::value, "arenas that go at exit still find the cache");
+
+ChunkCache chunkCache;
 
 thread_local Arena* openArena __attribute__((tls_model("initial-exec"))) = nullptr;
 
@@ -87,7 +148,7 @@ public:
     ~Arena() {
         while (itsChunks != nullptr) {
             Chunk* previous = itsChunks->previous;
-            std::free(itsChunks);
+            if (!chunkCache.keep(itsChunks, itsChunks->bytes)) std::free(itsChunks);
             itsChunks = previous;
         }
         liveArenas.fetch_sub(1, std::memory_order_relaxed);
@@ -96,17 +157,21 @@ public:
 private:
     struct Chunk {
         Chunk* previous;
+        std::size_t bytes;
     };
 
+    // A chunk of the next size, or of the smallest size above it that holds `bytes`, from the
+    // cache when it has one.
     void grow(std::size_t bytes) {
-        const std::size_t size = std::max(itsNextChunkBytes, bytes + sizeof(Chunk));
-        auto* chunk = static_cast<Chunk*>(std::malloc(size));
-        if (chunk == nullptr) throw std::bad_alloc();
-        chunk->previous = itsChunks;
+        std::size_t size = itsNextChunkBytes;
+        while (size < bytes + sizeof(Chunk)) size *= 2;
+        void* start = chunkCache.take(size);
+        if (start == nullptr && (start = std::malloc(size)) == nullptr) throw std::bad_alloc();
+        auto* chunk = new (start) Chunk{itsChunks, size};
         itsChunks = chunk;
         itsNext = reinterpret_cast<char*>(chunk + 1);
         itsEnd = reinterpret_cast<char*>(chunk) + size;
-        itsNextChunkBytes = std::min(2 * itsNextChunkBytes, largestChunkBytes);
+        itsNextChunkBytes = std::min(2 * size, largestChunkBytes);
     }
 
     char* itsNext = nullptr;
@@ -141,6 +206,8 @@ void releaseBlock(void* block) noexcept {
 bool arenasAreUsed() { return arenasUsable; }
 
 std::size_t liveArenaCount() { return liveArenas.load(std::memory_order_relaxed); }
+
+std::size_t cachedChunkBytes() { return chunkCache.bytes(); }
 
 ArenaScope::ArenaScope() : itsOpened(nullptr) {
     if (openArena != nullptr || !arenasUsable) return;

@@ -4,8 +4,9 @@
 // of one arena, which costs a few instructions instead of a heap allocation; otherwise, and for
 // large blocks, they come from the heap. Every block remembers where it came from, so it may be
 // freed anywhere, on any thread, also after its scope has closed: an arena returns its chunks
-// once its scope has closed and its last block is freed. A block freed before that is not
-// reused. Blocks are aligned to 8 bytes, enough for every class that uses them.
+// once its scope has closed and its last block is freed, to a bounded cache that later arenas
+// take them from. A block freed before that is not reused. Blocks are aligned to 8 bytes,
+// enough for every class that uses them.
 #pragma once
 
 #include <cstddef>
@@ -24,6 +25,9 @@ void releaseBlock(void* block) noexcept;
 bool arenasAreUsed();
 // The arenas that hold memory now, in the whole process: a check that none is left behind.
 std::size_t liveArenaCount();
+// The bytes of chunks kept for the arenas to come, at most 8 MiB: the chunks of an arena that
+// goes are kept while they fit, so that the next file is built in memory the process has touched.
+std::size_t cachedChunkBytes();
 
 // Opens an arena for this thread's blocks until the scope closes, unless one is open already
 // (the outermost scope then serves every nested one).

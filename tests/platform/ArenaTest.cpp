@@ -1,5 +1,6 @@
 // Arenas hand their memory back once the scope that opened them has closed and the last of
-// their blocks is freed, whatever the order in which objects go and whichever thread frees them.
+// their blocks is freed, whatever the order in which objects go and whichever thread frees them;
+// the next arenas build in that memory, as much of it as the cache keeps.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -63,6 +64,36 @@ TEST(Arena, BlocksOutliveTheirScopeAndNestedScopesShareTheOutermostArena) {
     EXPECT_EQ(before, liveArenaCount());
     EXPECT_EQ(7, numbers.front());
     EXPECT_EQ(8, numbers.back());
+}
+
+TEST(Arena, TheNextArenaBuildsInTheChunksOfTheLastOneUpToTheBoundOfTheCache) {
+    if (!arenasAreUsed()) GTEST_SKIP() << "arenas are off under valgrind and AddressSanitizer";
+    void* first = nullptr;
+    {
+        ArenaScope scope;
+        first = allocateBlock(100);
+    }
+    onAnotherThread([first] { releaseBlock(first); });
+    const std::size_t kept = cachedChunkBytes();
+    EXPECT_GE(kept, 4096u);
+    void* second = nullptr;
+    {
+        ArenaScope scope;
+        second = allocateBlock(100);
+    }
+    EXPECT_EQ(first, second);
+    EXPECT_LT(cachedChunkBytes(), kept);
+    releaseBlock(second);
+
+    // An arena of 11 MiB leaves 8 MiB at most.
+    std::vector<void*> blocks;
+    {
+        ArenaScope scope;
+        for (int i = 0; i < 700; ++i) blocks.push_back(allocateBlock(16 * 1024));
+    }
+    for (void* block : blocks) releaseBlock(block);
+    EXPECT_LE(cachedChunkBytes(), std::size_t(8) << 20);
+    EXPECT_GE(cachedChunkBytes(), std::size_t(4) << 20);
 }
 
 }  // namespace
