@@ -48,21 +48,24 @@ const bool arenasUsable = arenasAreUsable();
 
 std::atomic<std::size_t> liveArenas{0};
 
-// The chunks of arenas that have gone, kept for the arenas to come up to a bound. A viewer that
-// opens file after file then writes into pages the process has touched already, instead of
-// having the kernel fault in and clear fresh ones for every file, which costs about as much as
-// all the rest of creating and saving. Chunk sizes are powers of two from firstChunkBytes to
-// largestChunkBytes, each size with a list of its own. Arenas may go on any thread.
+// The chunks of arenas that have gone (and the large buffers of a single use, such as a whole
+// file's bytes), kept for the arenas to come up to a bound. A viewer that opens file after file
+// then writes into pages the process has touched already, instead of having the kernel fault in
+// and clear fresh ones for every file, which costs about as much as all the rest of creating and
+// saving. A list holds the chunks of firstChunkBytes << list bytes up to twice that; the last
+// one every larger chunk. Arenas may go on any thread.
 class ChunkCache {
 public:
     // The smallest kept chunk of at least `size` bytes, `size` then being its size; null when
     // there is none.
     void* take(std::size_t& size) {
         std::lock_guard<std::mutex> hold(itsLock);
-        for (std::size_t list = listOf(size); list < listCount; ++list) {
-            if (FreeChunk* chunk = itsLists[list]) {
-                itsLists[list] = chunk->next;
-                size = firstChunkBytes << list;
+        for (std::size_t list = listAbove(size); list < listCount; ++list) {
+            for (FreeChunk** link = &itsLists[list]; *link != nullptr; link = &(*link)->next) {
+                FreeChunk* chunk = *link;
+                if (chunk->size < size) continue;  // only in the last list
+                *link = chunk->next;
+                size = chunk->size;
                 itsBytes -= size;
                 return chunk;
             }
@@ -70,12 +73,12 @@ public:
         return nullptr;
     }
 
-    // Keeps a chunk of `size` bytes; false when that would pass the bound.
+    // Keeps a chunk of `size` bytes; false when it is too small to be one or would pass the bound.
     bool keep(void* start, std::size_t size) {
         std::lock_guard<std::mutex> hold(itsLock);
-        if (size > largestChunkBytes || itsBytes + size > mostCachedBytes) return false;
-        const std::size_t list = listOf(size);
-        itsLists[list] = new (start) FreeChunk{itsLists[list]};
+        if (size < firstChunkBytes || itsBytes + size > mostCachedBytes) return false;
+        const std::size_t list = listBelow(size);
+        itsLists[list] = new (start) FreeChunk{itsLists[list], size};
         itsBytes += size;
         return true;
     }
@@ -88,11 +91,19 @@ public:
 private:
     struct FreeChunk {
         FreeChunk* next;
+        std::size_t size;
     };
-    static constexpr std::size_t listCount = 9;  // firstChunkBytes << 8 == largestChunkBytes
-    static std::size_t listOf(std::size_t bytes) {
+    static constexpr std::size_t listCount = 9;  // the last from largestChunkBytes on
+    // The list that a chunk of `size` bytes goes to.
+    static std::size_t listBelow(std::size_t size) {
         std::size_t list = 0;
-        while ((firstChunkBytes << list) < bytes) ++list;
+        while (list + 1 < listCount && (firstChunkBytes << (list + 1)) <= size) ++list;
+        return list;
+    }
+    // The first list whose chunks all hold `size` bytes, or the last.
+    static std::size_t listAbove(std::size_t size) {
+        std::size_t list = 0;
+        while (list + 1 < listCount && (firstChunkBytes << list) < size) ++list;
         return list;
     }
 
@@ -100,7 +111,7 @@ private:
     FreeChunk* itsLists[listCount] = {};
     std::size_t itsBytes = 0;
 };
-static_assert(firstChunkBytes << 8 == largestChunkBytes, "one list per chunk size");
+static_assert(firstChunkBytes << 8 == largestChunkBytes, "the last list starts at the largest chunk");
 static_assert(std::is_trivially_destructible<ChunkCache>::value, "arenas that go at exit still find the cache");
 
 ChunkCache chunkCache;
@@ -160,8 +171,8 @@ private:
         std::size_t bytes;
     };
 
-    // A chunk of the next size, or of the smallest size above it that holds `bytes`, from the
-    // cache when it has one.
+    // A chunk of the next size, or of the smallest size above it that holds `bytes`; from the
+    // cache when it has one of that size or larger.
     void grow(std::size_t bytes) {
         std::size_t size = itsNextChunkBytes;
         while (size < bytes + sizeof(Chunk)) size *= 2;
@@ -208,6 +219,16 @@ bool arenasAreUsed() { return arenasUsable; }
 std::size_t liveArenaCount() { return liveArenas.load(std::memory_order_relaxed); }
 
 std::size_t cachedChunkBytes() { return chunkCache.bytes(); }
+
+void* allocateBuffer(std::size_t bytes) {
+    std::size_t size = bytes;
+    if (void* kept = arenasUsable ? chunkCache.take(size) : nullptr) return kept;
+    return std::malloc(bytes);
+}
+
+void releaseBuffer(void* buffer, std::size_t bytes) noexcept {
+    if (buffer != nullptr && !(arenasUsable && chunkCache.keep(buffer, bytes))) std::free(buffer);
+}
 
 ArenaScope::ArenaScope() : itsOpened(nullptr) {
     if (openArena != nullptr || !arenasUsable) return;

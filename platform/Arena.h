@@ -29,6 +29,13 @@ std::size_t liveArenaCount();
 // goes are kept while they fit, so that the next file is built in memory the process has touched.
 std::size_t cachedChunkBytes();
 
+// Memory for one large buffer of short use, such as the bytes of a whole file while they are
+// decoded: a chunk that arenas have left when one is large enough, else the heap's; null when
+// there is none. Released with the size asked for, it is left to the arenas to come, which then
+// build in pages the process has touched.
+void* allocateBuffer(std::size_t bytes);
+void releaseBuffer(void* buffer, std::size_t bytes) noexcept;
+
 // Opens an arena for this thread's blocks until the scope closes, unless one is open already
 // (the outermost scope then serves every nested one).
 class ArenaScope {

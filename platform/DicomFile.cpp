@@ -20,6 +20,7 @@
 #include <dcmtk/dcmdata/dcmetinf.h>
 #include <dcmtk/dcmdata/dcxfer.h>
 
+#include "refcntr/platform/Arena.h"
 #include "refcntr/platform/DataSetDecoder.h"
 #include "refcntr/platform/DataSetEncoder.h"
 #include "refcntr/platform/DcmtkBridge.h"
@@ -119,11 +120,18 @@ void collectRecordOffsets(DcmDataset& dataset, std::vector<UINT32>& offsets) {
     }
 }
 
+// The bytes of a file, in a buffer that the arenas to come take over once they go.
+struct BufferRelease {
+    std::size_t size;
+    void operator()(unsigned char* buffer) const noexcept { releaseBuffer(buffer, size); }
+};
+using FileBytes = std::unique_ptr<unsigned char, BufferRelease>;
+
 // The whole file, or null when it cannot be read whole now (DCMTK's reading then reports why).
-std::unique_ptr<unsigned char[]> readWholeFile(const std::string& path, std::size_t size) {
+FileBytes readWholeFile(const std::string& path, std::size_t size) {
     const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) return nullptr;
-    std::unique_ptr<unsigned char[]> bytes(new (std::nothrow) unsigned char[size]);
+    if (descriptor < 0) return FileBytes(nullptr, {size});
+    FileBytes bytes(static_cast<unsigned char*>(allocateBuffer(size)), {size});
     std::size_t filled = 0;
     while (bytes && filled < size) {
         const ssize_t count = ::read(descriptor, bytes.get() + filled, size - filled);
@@ -132,7 +140,8 @@ std::unique_ptr<unsigned char[]> readWholeFile(const std::string& path, std::siz
         filled += std::size_t(count);
     }
     ::close(descriptor);
-    return filled == size ? std::move(bytes) : nullptr;
+    if (filled != size) bytes.reset();
+    return bytes;
 }
 
 std::unique_ptr<DICOMDataObject> readFile(const std::string& path, std::vector<std::string>* notes,
@@ -151,7 +160,7 @@ std::unique_ptr<DICOMDataObject> readFile(const std::string& path, std::vector<s
     // unless its sequences nest deeper than DCMTK's recursive parser can go.
     const std::size_t size = std::size_t(status.st_size);
     std::vector<std::string> structureFaults;
-    if (const std::unique_ptr<unsigned char[]> bytes = readWholeFile(path, size)) {
+    if (const FileBytes bytes = readWholeFile(path, size)) {
         if (!looksLikeDicom(bytes.get(), size)) failToRead(path, "not a DICOM file");
         if (std::unique_ptr<DICOMDataObject> decoded = decodeCommonFile(bytes.get(), size, recordOffsets))
             return decoded;

@@ -66,7 +66,7 @@ TEST(Arena, BlocksOutliveTheirScopeAndNestedScopesShareTheOutermostArena) {
     EXPECT_EQ(8, numbers.back());
 }
 
-TEST(Arena, TheNextArenaBuildsInTheChunksOfTheLastOneUpToTheBoundOfTheCache) {
+TEST(Arena, TheNextArenaBuildsInTheChunksOfTheLastOneAndInBuffersOfOneUseUpToTheBoundOfTheCache) {
     if (!arenasAreUsed()) GTEST_SKIP() << "arenas are off under valgrind and AddressSanitizer";
     void* first = nullptr;
     {
@@ -84,6 +84,18 @@ TEST(Arena, TheNextArenaBuildsInTheChunksOfTheLastOneUpToTheBoundOfTheCache) {
     EXPECT_EQ(first, second);
     EXPECT_LT(cachedChunkBytes(), kept);
     releaseBlock(second);
+
+    // A large buffer of one use (a whole file read) is kept as well, for whoever next asks as much.
+    const std::size_t bufferSize = std::size_t(3) << 20;
+    auto* buffer = static_cast<unsigned char*>(allocateBuffer(bufferSize));
+    ASSERT_NE(nullptr, buffer);
+    std::memset(buffer, 1, bufferSize);
+    const std::size_t withoutBuffer = cachedChunkBytes();
+    releaseBuffer(buffer, bufferSize);
+    EXPECT_EQ(withoutBuffer + bufferSize, cachedChunkBytes());
+    EXPECT_EQ(buffer, allocateBuffer(bufferSize));
+    EXPECT_EQ(withoutBuffer, cachedChunkBytes());
+    releaseBuffer(buffer, bufferSize);
 
     // An arena of 11 MiB leaves 8 MiB at most.
     std::vector<void*> blocks;
