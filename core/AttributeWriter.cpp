@@ -3,7 +3,6 @@
 #include "refcntr/core/ContainerUtils.h"
 #include "refcntr/core/SequenceBase.h"
 #include "refcntr/core/SequenceItem.h"
-#include "refcntr/platform/DataDictionary.h"
 #include "refcntr/platform/Exceptions.h"
 #include "refcntr/platform/MDDEntry.h"
 #include "refcntr/platform/SequenceVR.h"
@@ -65,10 +64,7 @@ void writeAETitle(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 
 
 void writeEmpty(DICOMDataObject& data, UINT16 group, UINT16 element, UINT16 vrCode) {
     VR* empty = new VR(group, element, data.GetEndian());
-    if (vrCode == VRCode::Unknown)
-        InstanceSpecificDataDictionary::TypeVR(*empty);
-    else
-        empty->SetVRCode(vrCode);
+    empty->SetVRCode(vrCode);
     data.ReplaceVR(empty);
 }
 

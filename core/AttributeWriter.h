@@ -32,8 +32,8 @@ void writeTexts(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 el
                 const RWTValOrderedVector<RWCString>& values, UINT16 vrCode = VRCode::Unknown);
 void writeAETitle(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, const AETitle& value,
                   UINT16 vrCode = VRCode::Unknown);
-// An element with no value (a type 2 attribute that is absent).
-void writeEmpty(DICOMDataObject& data, UINT16 group, UINT16 element, UINT16 vrCode = VRCode::Unknown);
+// An element of VR `vrCode` with no value (a type 2 attribute that is absent).
+void writeEmpty(DICOMDataObject& data, UINT16 group, UINT16 element, UINT16 vrCode);
 void writeIS(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, int value,
              UINT16 vrCode = VRCode::Unknown);
 void writeDS(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, double value,
