@@ -147,14 +147,17 @@ public:
     }
 
     void release() noexcept {
-        if (itsLive.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+        if (itsLive.fetch_sub(1, std::memory_order_acq_rel) == 1) destroy();
     }
 
     // The scope has closed: no block is carved any more.
     void close() noexcept {
         const long change = itsAllocated - openBias;
-        if (itsLive.fetch_add(change, std::memory_order_acq_rel) + change == 0) delete this;
+        if (itsLive.fetch_add(change, std::memory_order_acq_rel) + change == 0) destroy();
     }
+
+    // Out of line, so that releasing a block that is not the last saves no registers.
+    [[gnu::noinline]] void destroy() noexcept { delete this; }
 
     ~Arena() {
         while (itsChunks != nullptr) {
