@@ -63,9 +63,7 @@ void writeAETitle(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 
 }
 
 void writeEmpty(DICOMDataObject& data, UINT16 group, UINT16 element, UINT16 vrCode) {
-    VR* empty = new VR(group, element, data.GetEndian());
-    empty->SetVRCode(vrCode);
-    data.ReplaceVR(empty);
+    data.ReplaceVR(new VR(group, element, vrCode, data.GetEndian()));
 }
 
 void writeIS(DICOMDataObject& data, Factory& factory, UINT16 group, UINT16 element, int value, UINT16 vrCode) {

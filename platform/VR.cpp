@@ -64,28 +64,13 @@ SequenceVR* VR::GetAsSequenceVR() { return nullptr; }
 
 const SequenceVR* VR::GetAsSequenceVR() const { return nullptr; }
 
-void VR::SetData(const void* bytes, UINT32 length) {
-    if (length == 0 || bytes == nullptr) {
-        ReleaseData();
-        return;
-    }
-    if (length <= itsPlaceCapacity) {
-        std::memmove(Place(), bytes, length);  // `bytes` may point into the current value
-        if (!HoldsInPlace()) itsAllocater->Release(itsData);
-        itsData = Place();
-        itsLength = length;
-        return;
-    }
-    auto* copy = static_cast<unsigned char*>(itsAllocater->Allocate(length));
-    std::memcpy(copy, bytes, length);
-    // The old buffer goes only after the copy, so `bytes` may point into it.
-    if (!HoldsInPlace()) itsAllocater->Release(itsData);
-    itsData = copy;
-    itsLength = length;
-}
+void VR::SetData(const void* bytes, UINT32 length) { StoreValue(bytes, length, length, '\0'); }
 
 void VR::SetPaddedData(const void* bytes, UINT32 length, char pad) {
-    const UINT32 stored = length + (length & 1);
+    StoreValue(bytes, length, length + (length & 1), pad);
+}
+
+void VR::StoreValue(const void* bytes, UINT32 length, UINT32 stored, char pad) {
     if (stored == 0 || bytes == nullptr) {
         ReleaseData();
         return;

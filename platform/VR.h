@@ -83,6 +83,9 @@ private:
     }
     bool HoldsInPlace() const { return itsData == const_cast<VR*>(this)->Place(); }
     void ReleaseData();
+    // The value becomes `length` bytes from `bytes`, then `pad` up to `stored` bytes: in place
+    // when it fits, else in a buffer of the allocator.
+    void StoreValue(const void* bytes, UINT32 length, UINT32 stored, char pad);
 
     // The small fields first and the byte order in one byte: an element is 56 bytes, not 64.
     MAttributeTag itsTag;
