@@ -53,7 +53,7 @@ VR* VR::WithRoom(UINT16 group, UINT16 element, UINT16 vrCode, EndianType endian,
 }
 
 void VR::ReleaseData() {
-    if (!HoldsInPlace()) itsAllocater->Release(itsData);
+    if (itsData != nullptr && itsData != Place()) itsAllocater->Release(itsData);
     itsData = nullptr;
     itsLength = 0;
 }
@@ -95,20 +95,6 @@ unsigned char* VR::ResizeData(UINT32 length) {
                                            : static_cast<unsigned char*>(itsAllocater->Allocate(length));
     itsLength = itsData != nullptr ? length : 0;
     return itsData;
-}
-
-void VR::AdoptData(unsigned char* bytes, UINT32 length) {
-    if (bytes == itsData) {
-        itsLength = bytes != nullptr ? length : 0;
-        return;
-    }
-    if (!HoldsInPlace()) itsAllocater->Release(itsData);
-    if (length == 0) {
-        itsAllocater->Release(bytes);
-        bytes = nullptr;
-    }
-    itsData = bytes;
-    itsLength = bytes != nullptr ? length : 0;
 }
 
 void VR::SwapDataEndian() {

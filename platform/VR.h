@@ -53,8 +53,6 @@ public:
     UINT32 GetLength() const { return itsLength; }
     // Replaces the value with a copy of `length` bytes (no byte-order conversion).
     void SetData(const void* bytes, UINT32 length);
-    // Takes over a buffer obtained from this element's allocator.
-    void AdoptData(unsigned char* bytes, UINT32 length);
     // As SetData, followed by `pad` when the length is odd: texts are kept at even length, as
     // they are encoded.
     void SetPaddedData(const void* bytes, UINT32 length, char pad);
@@ -81,7 +79,6 @@ private:
     unsigned char* Place() {
         return itsPlaceCapacity > itsInlineCapacity ? reinterpret_cast<unsigned char*>(this + 1) : itsInline;
     }
-    bool HoldsInPlace() const { return itsData == const_cast<VR*>(this)->Place(); }
     void ReleaseData();
     // The value becomes `length` bytes from `bytes`, then `pad` up to `stored` bytes: in place
     // when it fits, else in a buffer of the allocator.
