@@ -231,10 +231,16 @@ std::unique_ptr<VR> converted(const VR& element, UINT16 dictionaryCode, EndianTy
     if (!bytes.empty()) result->SetData(bytes.data(), UINT32(bytes.size()));
     // Text held as UN becomes its VR only when valid there: DCMTK takes a UN value for bytes,
     // but may not read the same value under its VR (a directory record type of 64 characters
-    // makes its parser throw), and the file written would then be unreadable.
+    // makes its parser throw), and the file written would then be unreadable. A value DCMTK
+    // refuses outright (a UID starting with "=", which it takes for a UID's name) is not valid
+    // either.
     if (stored == VRCode::UN && MDDEntry::IsStringType(dictionaryCode)) {
-        const std::unique_ptr<DcmElement> check(newDcmElement(*result));
-        if (check->checkValue("1-n").bad()) return nullptr;
+        try {
+            const std::unique_ptr<DcmElement> check(newDcmElement(*result));
+            if (check->checkValue("1-n").bad()) return nullptr;
+        } catch (const RuntimeException&) {
+            return nullptr;
+        }
     }
     return result;
 }

@@ -92,6 +92,12 @@ const Damage damages[] = {
          reviewLabel,
      "", "itsContentLabelElement = \"REVIEW\"",
      "(0008,1115) ReferencedSeriesSequence: VR UN where the dictionary has SQ; kept as read"},
+    // Found by fuzzing: DCMTK takes a UID starting with "=" for a UID's name, refuses to set it,
+    // and the read failed without naming the file.
+    {"UIDStoredAsUNThatDCMTKTakesForAName",
+     stateStart + element(0x0020, 0x000E, "UN", "=I2.276.0.7230010.3 ") + reviewLabel, "",
+     "itsContentLabelElement = \"REVIEW\"",
+     "(0020,000E) SeriesInstanceUID: VR UN where the dictionary has UI; kept as read"},
     {"StringWhereUSIsExpected", stateStart + element(0x0070, 0x0042, "CS", "90") + reviewLabel, "",
      "itsImageRotationElement = 90", "(0070,0042) ImageRotation: VR CS where the dictionary has US; converted to US"},
     // Two damages DCMTK reads past without a word: the file ending right after a sequence's
