@@ -30,16 +30,8 @@ VRType* MVRFactory<VRType>::Build(UINT16 group, UINT16 element, UINT16 vrCode, c
     if ((bytes == nullptr && length != 0) || length >= 0xFFFFFFFFu) {
         return nullptr;
     }
-    // The value, with its pad byte when it is odd, goes straight into the element's own block;
-    // a new element cannot hold the bytes, so they need none of SetPaddedData's care for overlap.
-    const bool padded = pad != nullptr && length % 2 != 0;
-    const auto stored = UINT32(length + (padded ? 1 : 0));
-    VRType* built = VRType::WithRoom(group, element, vrCode, itsEndian, itsAllocater, stored);
-    if (stored != 0) {
-        unsigned char* value = built->ResizeData(stored);
-        std::memcpy(value, bytes, length);
-        if (padded) value[length] = static_cast<unsigned char>(*pad);
-    }
+    // The value, with its pad byte when it is odd, goes straight into the element's own block.
+    VRType* built = VRType::WithValue(group, element, vrCode, itsEndian, itsAllocater, bytes, UINT32(length), pad);
     if (fromNative && itsEndian != VR::itsNativeEndian) {
         built->SwapDataEndian();
     }

@@ -52,6 +52,22 @@ VR* VR::WithRoom(UINT16 group, UINT16 element, UINT16 vrCode, EndianType endian,
     return made;
 }
 
+VR* VR::WithValue(UINT16 group, UINT16 element, UINT16 vrCode, EndianType endian, MemoryAllocater* allocater,
+                  const void* bytes, UINT32 length, const char* pad) {
+    const bool padded = pad != nullptr && length % 2 != 0;
+    const UINT32 stored = length + (padded ? 1 : 0);
+    VR* made = WithRoom(group, element, vrCode, endian, allocater, stored);
+    if (stored == 0) return made;
+    unsigned char* value = stored <= made->itsPlaceCapacity
+                               ? made->Place()
+                               : static_cast<unsigned char*>(made->itsAllocater->Allocate(stored));
+    std::memcpy(value, bytes, length);
+    if (padded) value[length] = static_cast<unsigned char>(*pad);
+    made->itsData = value;
+    made->itsLength = stored;
+    return made;
+}
+
 void VR::ReleaseData() {
     if (itsData != nullptr && itsData != Place()) itsAllocater->Release(itsData);
     itsData = nullptr;

@@ -31,6 +31,11 @@ public:
     // keeps its say over every value buffer).
     static VR* WithRoom(UINT16 group, UINT16 element, UINT16 vrCode, EndianType endian, MemoryAllocater* allocater,
                         UINT32 room);
+    // A new element that holds `length` bytes from `bytes`, followed by `*pad` when `pad` is
+    // given and the length is odd; in one block with the element when the value does not fit
+    // inside it (with the default allocator).
+    static VR* WithValue(UINT16 group, UINT16 element, UINT16 vrCode, EndianType endian, MemoryAllocater* allocater,
+                         const void* bytes, UINT32 length, const char* pad);
 
     // A deep copy (items of a sequence included), owned by the caller.
     virtual VR* Clone() const;
