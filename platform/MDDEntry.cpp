@@ -63,7 +63,9 @@ UINT16 MDDEntry::TypeStringToUShort(const RWCString& text) {
     return VRCode::Unknown;
 }
 
-ValueType MDDEntry::UShortToValueType(UINT16 vrCode) {
+namespace {
+
+constexpr ValueType valueTypeOf(UINT16 vrCode) {
     using namespace VRCode;
     switch (vrCode) {
     case AE:
@@ -107,7 +109,20 @@ ValueType MDDEntry::UShortToValueType(UINT16 vrCode) {
     }
 }
 
-int MDDEntry::IsStringType(UINT16 vrCode) { return UShortToValueType(vrCode) == ValueType::Text ? 1 : 0; }
+constexpr std::array<UINT32, 26> textVRTable() {
+    std::array<UINT32, 26> table{};
+    for (unsigned first = 0; first < 26; ++first)
+        for (unsigned second = 0; second < 26; ++second)
+            if (valueTypeOf(VRCode::make(char('A' + first), char('A' + second))) == ValueType::Text)
+                table[first] |= UINT32(1) << second;
+    return table;
+}
+
+}  // namespace
+
+const std::array<UINT32, 26> MDDEntry::textVRs = textVRTable();
+
+ValueType MDDEntry::UShortToValueType(UINT16 vrCode) { return valueTypeOf(vrCode); }
 
 unsigned MDDEntry::ValueWidth(UINT16 vrCode) {
     switch (UShortToValueType(vrCode)) {

@@ -1,6 +1,8 @@
 // Value representation codes and the conversions between codes, their texts and their value types.
 #pragma once
 
+#include <array>
+
 #include "refcntr/platform/Types.h"
 
 namespace refcntr {
@@ -55,10 +57,19 @@ public:
     static UINT16 TypeStringToUShort(const RWCString& text);
     static ValueType UShortToValueType(UINT16 vrCode);
     // 1 when the VR holds character strings (AE, AS, CS, DA, DS, DT, IS, LO, LT, PN, SH, ST, TM, UC, UI, UR, UT).
-    static int IsStringType(UINT16 vrCode);
+    // Inline, with a table: it runs for every text that is read or written.
+    static int IsStringType(UINT16 vrCode) {
+        const unsigned first = unsigned(vrCode >> 8) - 'A';
+        const unsigned second = unsigned(vrCode & 0xFF) - 'A';
+        return first < 26 && second < 26 && (textVRs[first] >> second & 1) != 0 ? 1 : 0;
+    }
     // Bytes per value for the byte-order swap: 2 (US, SS, OW, AT), 4 (UL, SL, FL, OF, OL), 8 (FD, OD, SV, UV, OV),
     // else 1.
     static unsigned ValueWidth(UINT16 vrCode);
+
+private:
+    // Per first letter of a VR, a bit per second letter that makes it a text VR.
+    static const std::array<UINT32, 26> textVRs;
 };
 
 }  // namespace refcntr
