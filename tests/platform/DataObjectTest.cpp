@@ -306,6 +306,17 @@ TEST(ValueRepresentations, NamesAreTheCodesLettersAndTurnBackIntoTheCode) {
     EXPECT_EQ(VRCode::Unknown, MDDEntry::TypeStringToUShort("ZZ"));
 }
 
+// The text test is a table of its own: it must name exactly the codes whose values are texts.
+TEST(ValueRepresentations, TheTextVRsAreTheSeventeenWhoseValuesAreText) {
+    unsigned texts = 0;
+    for (unsigned code = 0; code <= 0xFFFF; ++code) {
+        const bool text = MDDEntry::UShortToValueType(UINT16(code)) == ValueType::Text;
+        EXPECT_EQ(text ? 1 : 0, MDDEntry::IsStringType(UINT16(code))) << std::hex << code;
+        texts += text;
+    }
+    EXPECT_EQ(17u, texts);
+}
+
 TEST(ApplicationEntityTitle, KeepsAtMostSixteenCharactersBlankFilled) {
     AETitle station("READ_WS_07");
     EXPECT_EQ(10u, station.GetLength());
