@@ -4,7 +4,7 @@
 // library loading and DCMTK's dictionary are paid before the clock starts, on both sides. The
 // two sides alternate, and each figure is the median of the rounds.
 //
-//   road_benchmark [--rounds N] [--files DIR]     prints the table (5 rounds, files in /tmp)
+//   road_benchmark [--rounds N] [--files DIR]     prints the tables (5 rounds, files in /tmp)
 //
 // Columns: our create + save against DCMTK's presentation-state class reading and writing the
 // same parsed data set (which has no counterpart for a directory); the same for a later file of
@@ -14,6 +14,10 @@
 // DirectoryFile's read and relinking write) against DCMTK's bare load and save; the peak
 // resident memory of those two roads above what the process held when the clock started, every
 // shared library being paged in whole before.
+//
+// A second table splits a first create + save of each grayscale state against the same DCMTK
+// figure: create alone (with the containers' deletion), and a deep copy of the data set read,
+// which builds the very elements that save builds from the containers of these files.
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -37,6 +41,7 @@
 #include "PresentationStateFiles.h"
 #include "refcntr/directory/DirectoryEntities.h"
 #include "refcntr/directory/DirectoryFile.h"
+#include "refcntr/platform/Arena.h"
 #include "refcntr/platform/DicomFile.h"
 #include "refcntr/presentation/PresentationStateIODs.h"
 
@@ -121,7 +126,7 @@ int runRoad(const std::string& road, const std::string& path, int kind) {
     std::unique_ptr<DcmFileFormat> dcmtkParsed;
     const bool later = road.size() > 6 && road.compare(road.size() - 6, 6, "-later") == 0;
     const std::string side = later ? road.substr(0, road.size() - 6) : road;
-    if (side == "containers") parsed = readDicomFile(path);
+    if (side == "containers" || side == "create" || side == "copy") parsed = readDicomFile(path);
     if (side == "dcmpstat") dcmtkParsed = loadWithDcmtk(path);
     const auto createAndSave = [&] {
         std::unique_ptr<CompositeIOD> iod = createIOD(*parsed, kind);
@@ -145,6 +150,11 @@ int runRoad(const std::string& road, const std::string& path, int kind) {
     const Clock::time_point start = Clock::now();
     if (side == "containers") {
         createAndSave();
+    } else if (side == "create") {
+        createIOD(*parsed, kind);
+    } else if (side == "copy") {
+        ArenaScope arena;  // as save builds its elements
+        DICOMDataObject copy(*parsed);
     } else if (side == "dcmpstat") {
         if (!readAndWrite()) {
             std::printf("-1 0\n");
@@ -220,9 +230,15 @@ struct Comparison {
 std::string cell(const Comparison& comparison, const char* unit) {
     const double ratio = comparison.ratio();
     if (ratio < 0) return "-";
-    char text[96];
-    std::snprintf(text, sizeof text, "%.2f (%.1f / %.1f %s)", ratio, median(comparison.ours), median(comparison.theirs),
-                  unit);
+    // Two decimals below 10, so that the milliseconds of a small file show.
+    const auto figure = [](double value) {
+        char text[32];
+        std::snprintf(text, sizeof text, value < 10 ? "%.2f" : "%.1f", value);
+        return std::string(text);
+    };
+    char text[128];
+    std::snprintf(text, sizeof text, "%.2f (%s / %s %s)", ratio, figure(median(comparison.ours)).c_str(),
+                  figure(median(comparison.theirs)).c_str(), unit);
     return text;
 }
 
@@ -231,6 +247,7 @@ int runTable(const std::string& self, int rounds, const std::string& directory) 
         "| state | create + save vs dcmpstat read + write (goal <= 0.1) | the same for a later file (no goal) | "
         "read, create, save, write vs DCMTK load + save (goal <= 1.3) | peak RSS vs DCMTK load + save (goal <= 1.5) "
         "|\n|---|---|---|---|---|\n");
+    std::vector<std::string> splits;
     for (const StateFile& state : stateFiles) {
         const char* const kindNames[] = {"directory", "gsps", "csps", "psps"};
         const std::string path =
@@ -240,12 +257,15 @@ int runTable(const std::string& self, int rounds, const std::string& directory) 
         } else {
             writePresentationState(path, StateKind(state.kind), state.size);
         }
-        Comparison containers, later, road, memory;
+        Comparison containers, later, road, memory, create, copy;
+        const bool split = state.kind == int(StateKind::Grayscale);
         for (int round = 0; round < rounds; ++round) {
             const bool oursFirst = round % 2 == 0;
             for (int turn = 0; turn < 2; ++turn) {
                 if ((turn == 0) == oursFirst) {
                     containers.ours.push_back(measure(self, "containers", path, state.kind).milliseconds);
+                    if (split) create.ours.push_back(measure(self, "create", path, state.kind).milliseconds);
+                    if (split) copy.ours.push_back(measure(self, "copy", path, state.kind).milliseconds);
                     later.ours.push_back(measure(self, "containers-later", path, state.kind).milliseconds);
                     const Measurement file = measure(self, "file", path, state.kind);
                     road.ours.push_back(file.milliseconds);
@@ -262,8 +282,18 @@ int runTable(const std::string& self, int rounds, const std::string& directory) 
         std::printf("| %s | %s | %s | %s | %s |\n", state.label, cell(containers, "ms").c_str(),
                     cell(later, "ms").c_str(), cell(road, "ms").c_str(), cell(memory, "KiB").c_str());
         std::fflush(stdout);
+        if (split) {
+            create.theirs = copy.theirs = containers.theirs;
+            splits.push_back("| " + std::string(state.label) + " | " + cell(containers, "ms") + " | " +
+                             cell(create, "ms") + " | " + cell(copy, "ms") + " |\n");
+        }
     }
     std::printf("\nEach cell: the ratio of the medians of %d rounds (ours / DCMTK's), then the two medians.\n", rounds);
+    std::printf(
+        "\nA first create + save, split; every column against the same dcmpstat read + write:\n\n"
+        "| state | create + save | create alone | a deep copy of the data set read (the elements save builds) "
+        "|\n|---|---|---|---|\n");
+    for (const std::string& line : splits) std::printf("%s", line.c_str());
     return 0;
 }
 
@@ -282,7 +312,11 @@ int main(int argc, char** argv) {
                 rounds = std::max(1, std::atoi(argv[i + 1]));
             else if (option == "--files")
                 directory = argv[i + 1];
+            else
+                throw std::runtime_error("unknown option " + option +
+                                         "; usage: road_benchmark [--rounds N] [--files DIR]");
         }
+        if (argc % 2 == 0) throw std::runtime_error("usage: road_benchmark [--rounds N] [--files DIR]");
         char self[4096] = {};
         if (readlink("/proc/self/exe", self, sizeof self - 1) <= 0) throw std::runtime_error("cannot find myself");
         return runTable(self, rounds, directory);
