@@ -54,17 +54,14 @@ VR* VR::WithRoom(UINT16 group, UINT16 element, UINT16 vrCode, EndianType endian,
 
 VR* VR::WithValue(UINT16 group, UINT16 element, UINT16 vrCode, EndianType endian, MemoryAllocater* allocater,
                   const void* bytes, UINT32 length, const char* pad) {
-    const bool padded = pad != nullptr && length % 2 != 0;
-    const UINT32 stored = length + (padded ? 1 : 0);
+    const UINT32 stored = pad != nullptr ? length + (length & 1) : length;
     VR* made = WithRoom(group, element, vrCode, endian, allocater, stored);
-    if (stored == 0) return made;
-    unsigned char* value = stored <= made->itsPlaceCapacity
-                               ? made->Place()
-                               : static_cast<unsigned char*>(made->itsAllocater->Allocate(stored));
-    std::memcpy(value, bytes, length);
-    if (padded) value[length] = static_cast<unsigned char>(*pad);
-    made->itsData = value;
-    made->itsLength = stored;
+    if (stored != 0) {
+        // A new element holds no value that `bytes` could point into: a plain copy does.
+        unsigned char* value = made->ResizeData(stored);
+        std::memcpy(value, bytes, length);
+        if (stored != length) value[length] = static_cast<unsigned char>(*pad);
+    }
     return made;
 }
 
