@@ -112,14 +112,10 @@ public:
     // Adds an entry with a value-initialised value, also when an equal key is already there.
     template <class Lookup>
     Value& insert(const Lookup& key) {
-        return insertEntry(key).value;
+        return insertEntry(key, Hash()(key)).value;
     }
-    // The same, returning the entry: it stays where it is until it is erased.
-    template <class Lookup>
-    Entry& insertEntry(const Lookup& key) {
-        return insertEntry(key, Hash()(key));
-    }
-    // With the key's hash already taken.
+    // The same with the key's hash already taken, returning the entry: it stays where it is
+    // until it is erased.
     template <class Lookup>
     Entry& insertEntry(const Lookup& key, unsigned hash) {
         if (!itsBuckets) itsBuckets = newBuckets(itsBucketCount);
@@ -130,8 +126,11 @@ public:
     }
     // An entry equal to `key`, whose hash is `hash`, or null.
     template <class Lookup>
-    Entry* findEntry(const Lookup& key, unsigned hash) {
-        return findEntryOf(key, hash);
+    Entry* findEntry(const Lookup& key, unsigned hash) const {
+        if (!itsBuckets) return nullptr;
+        for (Entry* node = itsBuckets[hash % itsBucketCount]; node; node = node->next)
+            if (node->hash == hash && Equal()(node->key, key)) return node;
+        return nullptr;
     }
     // Removes an entry of this table.
     void eraseEntry(Entry* entry) {
@@ -216,14 +215,7 @@ private:
     // Keys that Equal takes as equal must hash alike.
     template <class Lookup>
     Entry* findEntryOf(const Lookup& key) const {
-        return findEntryOf(key, Hash()(key));
-    }
-    template <class Lookup>
-    Entry* findEntryOf(const Lookup& key, unsigned hash) const {
-        if (!itsBuckets) return nullptr;
-        for (Entry* node = itsBuckets[hash % itsBucketCount]; node; node = node->next)
-            if (node->hash == hash && Equal()(node->key, key)) return node;
-        return nullptr;
+        return findEntry(key, Hash()(key));
     }
 
     void unlink(Entry** link) {
