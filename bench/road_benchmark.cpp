@@ -304,6 +304,7 @@ int main(int argc, char** argv) {
     using namespace refcntr::bench;
     try {
         if (argc == 5 && std::string(argv[1]) == "--run") return runRoad(argv[2], argv[3], std::atoi(argv[4]));
+        const std::string usage = "usage: road_benchmark [--rounds N] [--files DIR]";
         int rounds = 5;
         std::string directory = "/tmp";
         for (int i = 1; i + 1 < argc; i += 2) {
@@ -313,10 +314,9 @@ int main(int argc, char** argv) {
             else if (option == "--files")
                 directory = argv[i + 1];
             else
-                throw std::runtime_error("unknown option " + option +
-                                         "; usage: road_benchmark [--rounds N] [--files DIR]");
+                throw std::runtime_error("unknown option " + option + "; " + usage);
         }
-        if (argc % 2 == 0) throw std::runtime_error("usage: road_benchmark [--rounds N] [--files DIR]");
+        if (argc % 2 == 0) throw std::runtime_error(usage);
         char self[4096] = {};
         if (readlink("/proc/self/exe", self, sizeof self - 1) <= 0) throw std::runtime_error("cannot find myself");
         return runTable(self, rounds, directory);
